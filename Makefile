@@ -1,0 +1,64 @@
+# The short way to everything. What a target needs of the system is installed first by tools/setup.
+#
+#   make build      the program, in build/release/tnk/bin
+#   make demo       preprocesses examples/ to the terminal
+#   make check      runs all tests (PRESET=asan, debug: those of another build)
+#   make lint       format and static analysis
+#   make coverage   the tests' coverage, as a table
+#   make bench      processor time beside other preprocessors
+#   make fuzz       mutated input against the sanitizer build
+#   make real       whole code bases through the program and a compiler
+#   make clean
+
+PRESET ?= release
+PROGRAM = build/$(PRESET)/tnk/bin/cpp
+SOURCES = $(wildcard preprocessor/*.cpp common/*.cpp)
+HEADERS = $(wildcard preprocessor/*.h common/*.h)
+
+configure = cmake --preset $(1) --log-level=NOTICE
+compile = $(call configure,$(1)) && cmake --build --preset $(1) --target $(2)
+
+build:
+	@tools/setup build
+	$(call compile,$(PRESET),program)
+
+demo: build
+	@examples/demo $(PROGRAM)
+
+check:
+	@tools/setup build check
+	$(call compile,$(PRESET),tests)
+	ctest --preset $(PRESET)
+
+lint:
+	@tools/setup build check lint
+	clang-format --dry-run --Werror $(SOURCES) $(HEADERS) $(wildcard tests/*.cpp tests/unit/*.cpp fuzz/*.cpp)
+	$(call compile,debug,program)
+	printf '%s\n' $(SOURCES) | xargs -P 2 -n 4 clang-tidy --quiet -p build/debug
+	cppcheck --quiet --std=c++17 --language=c++ --enable=warning,portability --inline-suppr --error-exitcode=1 -I . \
+	  $(SOURCES)
+
+coverage:
+	@tools/setup build check coverage
+	$(call compile,coverage,tests)
+	find build/coverage -name '*.gcda' -delete
+	ctest --preset coverage
+	gcovr --root . --filter preprocessor/ --filter common/ build/coverage
+
+bench: build
+	@tools/setup bench
+	bench/compare $(PROGRAM)
+
+fuzz:
+	@tools/setup build
+	$(call compile,asan,program)
+	fuzz/run build/asan/tnk/bin/cpp
+
+real: build
+	@tools/setup real
+	tools/real $(PROGRAM)
+
+clean:
+	rm -rf build
+
+.PHONY: build demo check lint coverage bench fuzz real clean

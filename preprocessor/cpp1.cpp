@@ -1,0 +1,376 @@
+// The main loop: start-up, text lines, the end of the run.
+//
+// A line of input that begins with `#` goes to control_line. Of any other line the main loop writes
+// the tokens, with runs of white space reduced to one blank, and keeps the output's line numbers in
+// step: `pending` counts the input lines without output since the last line written.
+#include "preprocessor/cpp1.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "common/alert.h"
+#include "common/html.h"
+#include "common/osdep.h"
+#include "common/qvdebug.h"
+#include "common/registry.h"
+#include "preprocessor/cpp2.h"
+#include "preprocessor/cpp3.h"
+#include "preprocessor/cpp6.h"
+#include "preprocessor/depend.h"
+#include "preprocessor/output.h"
+#include "preprocessor/reports.h"
+
+// --- Alert position ---
+
+// The top frame decides. Only a file frame has a source line to show; in others the start of the
+// line and the read position are one place.
+static void alert_positionHook() {
+  static const unsigned char* start;
+  static const unsigned char* end;
+  static const unsigned char* position;
+  const input_frame* frame = gCurrentFrame;
+  if (frame == nullptr) {
+    alert_setPosition(nullptr, nullptr, nullptr, nullptr, nullptr);
+    return;
+  }
+  start = end = position = gOutBuffer;
+  if (in_isFile(frame)) {
+    start = frame->stream->line;
+    end = frame->stream->line_end;
+    position = frame->file_pos;
+  }
+  alert_setPosition(frame->name, &gLine, &start, &end, &position);
+}
+
+// --- The end of the run ---
+
+static void write_dependencies() {
+  if (gDepStream == nullptr || gDepSeen == nullptr) return;
+  out_setDiscard(false);   // what the buffer holds is still dropped
+  dep_writeAll();
+}
+
+static void close_output() {
+  out_flush();
+  errno = 0;
+  const bool lost = std::fflush(stdout) != 0 || std::ferror(stdout) != 0;
+  if ((lost || close(STDOUT_FILENO) != 0) && !out_failed()) {
+    alert_raw("Could not write the output: %s", static_cast<const char*>(std::strerror(errno != 0 ? errno : EIO)));
+    drv_exit(1);
+  }
+}
+
+static void report_lostFile(const char* path, int error) {
+  alert_raw("Could not write \"%s\": %s", path, static_cast<const char*>(std::strerror(error)));
+  drv_exit(1);
+}
+
+static void check_report() {
+  const char* path;
+  int error;
+  if (HTML_lost(&path, &error)) report_lostFile(path, error);
+}
+
+static void check_debugOut() {
+  const char* path;
+  int error;
+  if (db_lost(&path, &error)) report_lostFile(path, error);
+}
+
+static void check_alerts() {
+  if (alert_lost()) drv_exit(1);
+}
+
+// A step that fails comes back with status 1, and the steps behind it still run.
+void drv_exit(int code) {
+  static constexpr void (*kSteps[])() = {write_dependencies, close_output, db_finish,
+                                         check_report,       check_debugOut, check_alerts};
+  static std::size_t next;
+  static int status;
+  if (code != 0) status = 1;
+  while (next < sizeof kSteps / sizeof kSteps[0]) kSteps[next++]();
+  std::exit(status);
+}
+
+// --- Start-up ---
+
+// A standard stream that is closed would lend its number to the next file that is opened, and text
+// would land there. The root directory can be opened but neither read nor written as a file.
+static void guard_standardStreams() {
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++) {
+    if (fcntl(fd, F_GETFD) >= 0) continue;
+    if (open("/", O_RDONLY) != fd) std::abort();   // the lowest free number, so it is this one
+  }
+  std::signal(SIGPIPE, SIG_IGN);   // a closed pipe is a failed write, and reported as one
+}
+
+static char** read_argumentFile(char* argument) {
+  gArgFileName = argument;
+  if (std::freopen(argument + 1, "r", stdin) == nullptr) {
+    alert(141u, "command", static_cast<const char*>(argument + 1));
+    static char no_name[] = "cpp";
+    static char* no_arguments[] = {no_name, nullptr};
+    gArgCount = 1;
+    return no_arguments;
+  }
+  return osdep_readArgs("cpp");
+}
+
+// `-` stands for a standard stream.
+static bool is_dash(const char* name) { return std::strcmp(name, "-") == 0; }
+
+static void bind_output(const char* name) {
+  if (is_dash(name)) return;
+  if (gListMacros && gDepMode == DEP_NONE) {
+    gMacroListFile = name;
+    return;
+  }
+  const int fd = open(name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0 || dup2(fd, STDOUT_FILENO) < 0) {
+    alert(141u, "output", name);
+    return;
+  }
+  close(fd);
+}
+
+static int bind_input(const char* name) {
+  if (is_dash(name)) return STDIN_FILENO;
+  const int fd = open(name, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) alert(141u, "input", name);
+  return fd >= 0 ? fd : STDIN_FILENO;
+}
+
+// In a dependency run the first error ends the run, and only what concerns it is shown.
+static void limit_alerts() {
+  if (gDepMode == DEP_NONE) {
+    alert_setMax(gMaxErrors);
+    return;
+  }
+  alert_setMax(1);
+  alert_setState(0, ALERT_DISABLE_ALL);
+  constexpr unsigned kShown[] = {109, 110, 140, 141, 146, 147, 168, 1447, 1448, 1449};
+  for (unsigned number : kShown) {
+    alert_setState(number, ALERT_STATE_NORMAL);
+  }
+}
+
+static void prepare_dependencies(const char* target) {
+  if (gDepMode != DEP_NONE) {
+    gDepStream = stdout;
+    gDepTargetName = mem_dupText(target, std::strlen(target));
+  }
+  dep_init();
+}
+
+static void start_report() {
+  if (gReportHandle == nullptr) return;
+  HTML_anchor("symbol_table");
+  HTML_heading(2, "CPP symbol table");
+  macro_reportTable();
+}
+
+static void start_run(int argc, char** argv) {
+  guard_standardStreams();
+  alert_setFormats("%f: %l: (%n) %s (error)", "%f: %l: (%n) %s (warning)", "%f: %l: %s");
+  alert_setPositionHook(alert_positionHook);
+  reg_set_c_stdlib("c90");
+  if (argc <= 1 || (argc == 2 && argv[1][0] == '@')) {
+    argv = argc == 2 ? read_argumentFile(argv[1]) : osdep_readArgs("cpp");
+    argc = gArgCount;
+  }
+  drv_presets();
+  const int count = drv_options(argc, argv);
+  if (gListMacros || gDepMode != DEP_NONE) out_setDiscard(true);
+  if (count > 3) drv_exit(1);
+  if (count == 3) bind_output(argv[2]);
+  const char* source = count > 1 ? argv[1] : "-";
+  const int input = bind_input(source);
+  limit_alerts();
+  if (gShowSearchList && gDepMode == DEP_NONE) drv_searchList();
+  prepare_dependencies(count == 3 ? argv[2] : "");
+  if (gSourceName == nullptr || *gSourceName == 0) gSourceName = is_dash(source) ? "" : source;
+  in_pushFile(input, gSourceName);
+  gMainFrame = gCurrentFrame;
+  start_report();
+  emit_sync();
+}
+
+// --- Text lines ---
+
+// In vlasm mode `ifdef` and `ifndef` need no `#`: a line that begins with such a word is answered at
+// once, by `if 1` or `if 0`.
+struct first_word {
+  SourceChar text[16];
+  std::uint32_t length;
+};
+
+static SourceChar read_folded(first_word* word) {
+  const SourceChar c = get();
+  word->text[word->length++] = c;
+  return c - 'A' < 26 ? c + ('a' - 'A') : c;
+}
+
+static void push_back(first_word* word) {
+  word->text[word->length] = 0;
+  in_pushText(word->text);
+}
+
+static bool is_word(SourceChar c) { return char_class(c) == CC_DIGIT || char_class(c) == CC_LETTER; }
+
+// Reads three characters and then as much of `ifdef` or `ifndef` as matches; returns the word, or nullptr
+// once a character fails.
+static const char* match_conditional(first_word* word) {
+  SourceChar folded[3];
+  for (SourceChar& c : folded) {
+    c = read_folded(word);
+    if (!is_word(c)) return nullptr;
+  }
+  const bool is_if = folded[0] == 'i' && folded[1] == 'f';
+  const SourceChar fourth = read_folded(word);
+  const char* wanted = !is_if ? nullptr : folded[2] == 'd' ? "ifdef" : folded[2] == 'n' ? "ifndef" : nullptr;
+  if (wanted == nullptr) return nullptr;
+  SourceChar c = fourth;
+  for (const char* rest = wanted + 3; *rest != 0; rest++) {
+    if (c != static_cast<SourceChar>(*rest)) return nullptr;
+    c = read_folded(word);
+  }
+  return char_class(c) == CC_SPACE ? wanted : nullptr;
+}
+
+static void asm_conditional() {
+  first_word word = {{0}, 0};
+  const SourceChar first = get();
+  unget();
+  if (!is_word(first)) return;
+  const char* conditional = match_conditional(&word);
+  if (conditional == nullptr) {
+    push_back(&word);
+    return;
+  }
+  const bool defined = scan_lookup(skip_ws()) != nullptr;
+  const bool wanted = std::strcmp(conditional, "ifdef") == 0;
+  SourceChar text[8];
+  in_pushText(sc_fromNarrow(text, defined == wanted ? "if 1" : "if 0"));
+}
+
+static void write_token(SourceChar c) {
+  switch (char_class(c)) {
+    case CC_DIGIT:
+    case CC_DOT:
+      scan_number(c, out_char);
+      break;
+    case CC_LETTER:
+      out_name(gToken);
+      break;
+    case CC_QUOTE:
+      scan_string(c, out_char);
+      break;
+    default:
+      out_char(c);
+      break;
+  }
+}
+
+// Writes the tokens of a text line, up to its end.
+static void write_line() {
+  bool spaces = false;
+  for (;;) {
+    SourceChar c = get();
+    for (; char_class(c) == CC_SPACE; c = get()) spaces = spaces || c != CH_PASTE;
+    if (c != 0 && c != '\n') {
+      if (spaces) out_byte(' ');
+      spaces = false;
+      c = scan_expandName(c);
+      if (char_canCatenate(char_class(c)) && scan_catenate(c)) continue;
+    }
+    if (c == 0) return;
+    if (c == '\n') break;
+    write_token(c);
+  }
+  out_byte('\n');
+  if (gCurrentFrame != nullptr && !in_isFile(gCurrentFrame)) gLineStale = true;
+}
+
+// A line whose first character has just been read.
+static void text_line(std::int32_t pending, std::int32_t indent) {
+  line_gap(pending);
+  unget();
+  if (gVlasmMode) asm_conditional();
+  for (; indent > 0; indent--) out_byte(' ');
+  write_line();
+}
+
+// Reads all input; returns the lines without output at its end.
+static std::int32_t main_loop() {
+  std::int32_t pending = 0;
+  std::int32_t indent = 0;
+  for (;;) {
+    const SourceChar c = get();
+    if (char_class(c) == CC_SPACE) {
+      if (gInAsm) indent++;
+    } else if (c == '\n') {
+      pending++;
+    } else if (c == '#') {
+      gKeepComments = false;
+      pending = control_line(pending);
+      gKeepComments = gKeepCommentsOption && gCompiling;
+    } else if (c == 0) {
+      return pending;
+    } else if (!gCompiling) {
+      skip_line();
+      pending++;
+    } else {
+      text_line(pending, indent);
+      pending = indent = 0;
+    }
+  }
+}
+
+// --- End of input ---
+
+// No frame exists any more: the place is given by hand.
+static void report_openConditional() {
+  const std::uint32_t line = gIfStack[1].line;
+  alert_setPositionHook(nullptr);
+  alert_setPosition(gMainFrame->name, &line, nullptr, nullptr, nullptr);
+  alert(100u, static_cast<int>(line));
+  alert_setPosition(nullptr, nullptr, nullptr, nullptr, nullptr);
+  alert_setPositionHook(alert_positionHook);
+}
+
+static void write_macroList() {
+  out_flush();
+  std::FILE* stream = stdout;
+  if (gMacroListFile != nullptr) {
+    stream = std::fopen(gMacroListFile, "w");
+    if (stream == nullptr) {
+      alert(141u, "output", gMacroListFile);
+      return;
+    }
+  }
+  macro_listDefines(stream);
+  if (stream == stdout) return;
+  const bool lost = std::fflush(stream) != 0 || std::ferror(stream) != 0;
+  const int error = errno;
+  if (std::fclose(stream) != 0 || lost) report_lostFile(gMacroListFile, lost ? error : errno);
+}
+
+void cpp_main(int argc, char** argv) {
+  start_run(argc, argv);
+  const std::int32_t pending = main_loop();
+  if (pending != 0) out_byte('\n');
+  if (gIfTop != gIfStack) report_openConditional();
+  if (gListMacros && gDepMode == DEP_NONE) write_macroList();
+  if (alert_failed() || gInputLost) drv_exit(1);
+  in_releaseMain();
+  if (gReportHandle != nullptr) {
+    HTML_endTable();
+    HTML_close();
+  }
+  drv_exit(0);
+}

@@ -1,0 +1,373 @@
+// The directive processor.
+//
+// A word is recognised by a hash of two of its characters, which selects one row of the table of
+// directives, and one comparison with that row's word. Conditionals keep a stack of flags; the base
+// entry's flags are gCompiling.
+#include "preprocessor/cpp2.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "common/alert.h"
+#include "common/cmode.h"
+#include "preprocessor/cpp6.h"
+#include "preprocessor/define.h"
+#include "preprocessor/ifeval.h"
+#include "preprocessor/output.h"
+
+// --- Parts that the directives share ---
+
+enum : int { MODE_VLASM = 8, MODE_VLLINK = 16 };
+static bool in_mode(int mode) { return (cmode_has(static_cast<std::uint32_t>(mode)) & 0xff) != 0; }
+
+static void alert_withWord(unsigned number) {
+  char* word = sc_narrowDup(gToken);
+  alert(number, static_cast<const char*>(word));
+  std::free(word);
+}
+
+static void check_lineEnd() {
+  if (skip_ws() == '\n') return;
+  alert(163u);
+  skip_line();
+}
+
+// The rest of the line into gWorkBuffer; its newline is read again.
+static void collect_rest() {
+  gWorkFill = 0;
+  SourceChar c = skip_ws();
+  for (; c != '\n' && c != 0; c = get()) work_put(c);
+  unget();
+  work_put(0);
+}
+
+static bool is_lineEnd(SourceChar c) { return c == '\n' || c == 0; }
+
+// --- Conditionals ---
+
+static bool push_conditional(std::uint8_t flags) {
+  if (gIfTop == gIfStack + IF_STACK_ENTRIES - 1) {
+    alert(144u);
+    return false;
+  }
+  gIfTop++;
+  *gIfTop = {flags, gLine};
+  return true;
+}
+
+// Message 108; the newline is read again by the line end check.
+static void report_noArgument() {
+  alert(108u);
+  skip_line();
+  unget();
+}
+
+static void select_branch(bool condition) {
+  gCompiling = condition;
+  if (condition) gIfTop->flags |= IF_TRUE_SEEN;
+}
+
+static void do_if() {
+  push_conditional(IF_WAS_COMPILING);
+  const SourceChar c = skip_ws();
+  unget();
+  if (is_lineEnd(c)) {
+    report_noArgument();
+  } else {
+    select_branch(eval_if() != 0);
+  }
+  check_lineEnd();
+}
+
+static void open_byName(bool when_defined) {
+  push_conditional(IF_WAS_COMPILING);
+  const SourceChar c = skip_ws();
+  if (char_class(c) == CC_LETTER) {
+    select_branch((scan_lookup(c) != nullptr) == when_defined);
+  } else {
+    if (is_lineEnd(c)) unget();
+    report_noArgument();
+  }
+  check_lineEnd();
+}
+
+static void do_ifdef() { open_byName(true); }
+static void do_ifndef() { open_byName(false); }
+
+// Message 102 or 101 for a branch that has no conditional or follows its #else; the line is dropped.
+static bool refuse_branch() {
+  if (gIfTop != gIfStack && (gIfTop->flags & IF_ELSE_SEEN) == 0) return false;
+  alert_withWord(gIfTop == gIfStack ? 102 : 101);
+  skip_line();
+  return true;
+}
+
+static void do_elif() {
+  if (refuse_branch()) return;
+  if ((gIfTop->flags & (IF_WAS_COMPILING | IF_TRUE_SEEN)) != IF_WAS_COMPILING) {
+    gCompiling = 0;
+    skip_line();
+    return;
+  }
+  gIfTop->line = gLine;
+  const SourceChar c = skip_ws();
+  unget();
+  if (is_lineEnd(c)) {
+    report_noArgument();
+  } else {
+    select_branch(eval_if() != 0);
+  }
+  check_lineEnd();
+}
+
+static void do_else() {
+  if (refuse_branch()) return;
+  gIfTop->flags |= IF_ELSE_SEEN;
+  if ((gIfTop->flags & IF_WAS_COMPILING) != 0) {
+    gCompiling = !gCompiling && (gIfTop->flags & IF_TRUE_SEEN) == 0;
+  }
+  check_lineEnd();
+}
+
+static void do_endif() {
+  if (gIfTop == gIfStack) {
+    alert_withWord(102);
+    skip_line();
+    return;
+  }
+  const bool was_compiling = (gIfTop->flags & IF_WAS_COMPILING) != 0;
+  if (!gCompiling && was_compiling) gLineStale = true;
+  gCompiling = was_compiling;
+  gIfTop--;
+  check_lineEnd();
+}
+
+// --- Directives that carry text ---
+
+static void report_text(unsigned number) {
+  collect_rest();
+  char* text = sc_narrowDup(gWorkBuffer);
+  alert(number, static_cast<const char*>(text));
+  std::free(text);
+  check_lineEnd();
+}
+
+static void do_error() { report_text(103); }
+static void do_warning() { report_text(162); }
+static void do_advisory() { report_text(1445); }
+static void do_info() { report_text(1446); }
+
+// The name in what follows the number, or nullptr. Without a second quote it is all of the rest.
+static SourceChar* line_name(SourceChar* rest) {
+  if (*rest == 0) return nullptr;
+  if (*rest != '"') return rest;
+  SourceChar* closing = sc_findLast(rest + 1, '"');
+  if (closing == nullptr) return rest;
+  *closing = 0;
+  return rest[1] != 0 ? rest + 1 : nullptr;
+}
+
+static void do_line() {
+  collect_rest();
+  gLine = sc_toInt(gWorkBuffer) - 1;   // the newline that ends the directive adds it again
+  SourceChar* rest = gWorkBuffer;
+  while (char_isDigit(*rest) || char_class(*rest) == CC_SPACE) rest++;
+  const SourceChar* name = line_name(rest);
+  if (name != nullptr && gCurrentFrame != nullptr) {
+    std::free(gCurrentFrame->line_name);
+    gCurrentFrame->line_name = sc_dup(name);
+  }
+  gLineStale = true;
+  check_lineEnd();
+}
+
+// --- The others ---
+
+static void do_includeLine() { do_include(); }
+
+static void do_defineLine() {
+  do_define();
+  check_lineEnd();
+}
+
+static void do_undefLine() {
+  do_undef();
+  check_lineEnd();
+}
+
+static void do_assert() {
+  if (eval_if() == 0) alert(104u);
+  check_lineEnd();
+}
+
+// --- The table of directives ---
+
+enum skipped_action : std::uint8_t { DROP_LINE, NEST, PROCESS };
+
+struct directive {
+  const char* word;
+  skipped_action when_skipped;
+  bool newline_first;             // the directive writes text of its own
+  void (*run)();                  // for those that leave the count at pending + 1; else nullptr
+};
+
+enum directive_row : std::uint8_t {
+  DIR_IF, DIR_IFDEF, DIR_IFNDEF, DIR_ELIF, DIR_ELSE, DIR_ENDIF, DIR_FI, DIR_INCLUDE, DIR_DEFINE, DIR_UNDEF,
+  DIR_UNDEFINE, DIR_LINE, DIR_PRAGMA, DIR_IDENT, DIR_ASSERT, DIR_ERROR, DIR_WARNING, DIR_ADVISORY, DIR_INFO,
+  DIR_ASM, DIR_ENDASM, DIRECTIVES, DIR_UNKNOWN = DIRECTIVES,
+};
+
+constexpr directive kDirectives[] = {
+    // word       when skipped  newline first  action
+    {"if",        NEST,         false,         do_if},
+    {"ifdef",     NEST,         false,         do_ifdef},
+    {"ifndef",    NEST,         false,         do_ifndef},
+    {"elif",      PROCESS,      false,         do_elif},
+    {"else",      PROCESS,      false,         do_else},
+    {"endif",     PROCESS,      false,         do_endif},
+    {"fi",        PROCESS,      false,         do_endif},
+    {"include",   DROP_LINE,    false,         do_includeLine},
+    {"define",    DROP_LINE,    false,         do_defineLine},
+    {"undef",     DROP_LINE,    false,         do_undefLine},
+    {"undefine",  DROP_LINE,    false,         do_undefLine},
+    {"line",      DROP_LINE,    true,          do_line},
+    {"pragma",    DROP_LINE,    true,          nullptr},
+    {"ident",     DROP_LINE,    false,         check_lineEnd},
+    {"assert",    DROP_LINE,    false,         do_assert},
+    {"error",     DROP_LINE,    false,         do_error},
+    {"warning",   DROP_LINE,    false,         do_warning},
+    {"advisory",  DROP_LINE,    false,         do_advisory},
+    {"info",      DROP_LINE,    false,         do_info},
+    {"asm",       DROP_LINE,    true,          nullptr},
+    {"endasm",    DROP_LINE,    true,          nullptr},
+};
+static_assert(sizeof kDirectives / sizeof kDirectives[0] == DIRECTIVES);
+
+// The first character and twice the third.
+constexpr std::uint32_t word_hash(SourceChar first, SourceChar third) { return first + 2 * third; }
+
+// The row that a word may stand in, by its hash.
+static directive_row candidate() {
+  if (gTokenLength < 2) return DIR_UNKNOWN;
+  switch (word_hash(gToken[0], gToken[2])) {
+    case word_hash('i', 0): return DIR_IF;
+    case word_hash('i', 'd'): return DIR_IFDEF;
+    case word_hash('i', 'n'): return DIR_IFNDEF;
+    case word_hash('e', 'i'): return DIR_ELIF;
+    case word_hash('e', 's'): return DIR_ELSE;
+    case word_hash('e', 'd'): return gToken[3] == 'a' ? DIR_ENDASM : DIR_ENDIF;
+    case word_hash('f', 0): return in_mode(MODE_VLLINK) ? DIR_FI : DIR_UNKNOWN;
+    case word_hash('i', 'c'): return DIR_INCLUDE;
+    case word_hash('d', 'f'): return DIR_DEFINE;
+    case word_hash('u', 'd'): return DIR_UNDEF;
+    case word_hash('l', 'n'): return DIR_LINE;
+    case word_hash('p', 'a'): return DIR_PRAGMA;
+    case word_hash('i', 'e'): return DIR_IDENT;
+    case word_hash('a', 's'): return DIR_ASSERT;
+    case word_hash('e', 'r'): return DIR_ERROR;
+    case word_hash('w', 'r'): return DIR_WARNING;
+    case word_hash('a', 'v'): return DIR_ADVISORY;
+    case word_hash('i', 'f'): return DIR_INFO;
+    case word_hash('a', 'm'): return DIR_ASM;
+    default: return DIR_UNKNOWN;
+  }
+}
+
+static bool is_word(directive_row row) { return sc_compareNarrow(gToken, kDirectives[row].word) == 0; }
+
+static directive_row recognise() {
+  const directive_row row = candidate();
+  if (row == DIR_UNKNOWN || is_word(row)) return row;
+  if (row == DIR_UNDEF && in_mode(MODE_VLASM) && is_word(DIR_UNDEFINE)) return DIR_UNDEFINE;
+  return DIR_UNKNOWN;
+}
+
+// The directive's word into gToken; `# 12 "a.c"` is a #line with the word left out.
+static void scan_word(SourceChar c) {
+  if (char_isDigit(c)) {
+    unget();
+    sc_fromNarrow(gToken, "line");
+    gTokenLength = 4;
+    return;
+  }
+  scan_identifier(c);
+  if (in_mode(MODE_VLLINK)) sc_lower(gToken);
+}
+
+// --- Directives that bring the output up to date ---
+
+static void out_directive(directive_row row) {
+  out_byte('#');
+  out_text(kDirectives[row].word);
+}
+
+// The rest of the line is left to the main loop, which expands macros in it.
+static std::int32_t do_pragma(std::int32_t pending) {
+  line_gap(pending);
+  out_directive(DIR_PRAGMA);
+  out_byte(' ');
+  return 0;
+}
+
+static std::int32_t do_asm() {
+  if (gInAsm) alert(106u);
+  emit_sync();
+  skip_line();
+  out_directive(DIR_ASM);
+  out_byte('\n');
+  gInAsm = true;
+  return 0;
+}
+
+static std::int32_t do_endasm(std::int32_t pending) {
+  if (!gInAsm) alert(105u);
+  gInAsm = false;
+  out_directive(DIR_ENDASM);
+  out_byte(' ');
+  pending = line_gap(pending);
+  SourceChar c;
+  while (!is_lineEnd(c = get())) out_char(c);
+  unget();
+  check_lineEnd();
+  return pending + 1;
+}
+
+// --- Dispatch ---
+
+// In a skipped group only conditionals count, and unknown words for what follows them on the line.
+static bool drop_skipped(directive_row row) {
+  if (gCompiling || row == DIR_UNKNOWN) return false;
+  const skipped_action action = kDirectives[row].when_skipped;
+  if (action == PROCESS) return false;
+  if (action == NEST) push_conditional(0);
+  skip_line();
+  return true;
+}
+
+static void do_unknown() {
+  if (gCompiling) alert_withWord(107);
+  check_lineEnd();
+}
+
+std::int32_t control_line(std::int32_t pending) {
+  const SourceChar c = skip_ws();
+  if (is_lineEnd(c)) return pending + 1;
+  scan_word(c);
+  const directive_row row = recognise();
+  if (gCurrentFrame == nullptr || !in_isFile(gCurrentFrame)) alert_withWord(161);
+  if (drop_skipped(row)) return pending + 1;
+  if (row == DIR_UNKNOWN) {
+    do_unknown();
+    return pending + 1;
+  }
+  if (kDirectives[row].newline_first && pending >= 1) {
+    out_byte('\n');
+    pending--;
+  }
+  switch (row) {
+    case DIR_PRAGMA: return do_pragma(pending);
+    case DIR_ASM: return do_asm();
+    case DIR_ENDASM: return do_endasm(pending);
+    default: kDirectives[row].run(); return pending + 1;
+  }
+}

@@ -1,0 +1,284 @@
+// The command line.
+//
+// Options are decoded by hand, in one pass; a value is always joined to its option. File arguments
+// move down in the vector, and what later options say overwrites what earlier ones said.
+#include "preprocessor/cpp3.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <strings.h>
+
+#include "common/alert.h"
+#include "common/catalogue.h"
+#include "common/cmode.h"
+#include "common/hash.h"
+#include "common/html.h"
+#include "common/osdep.h"
+#include "common/qvdebug.h"
+#include "common/stringcache.h"
+#include "preprocessor/cpp6.h"
+#include "preprocessor/typesizes.h"
+
+// --- Include files ---
+
+static void show_include(const char* path) {
+  constexpr std::uint32_t SHOWN_BUCKETS = 128;
+  static hash_table* shown;
+  if (shown == nullptr) shown = hash_new_func(SHOWN_BUCKETS, hash_string, hash_stringCompare);
+  const char* interned = cache_intern(path);
+  if (hash_insert_func(shown, to_word(interned), to_word(interned))) std::fprintf(stderr, "%s\n", path);
+}
+
+static int open_forReading(const char* path) { return open(path, O_RDONLY | O_CLOEXEC); }
+
+// The copy of `path` in lower case, if that is another name.
+static int open_lowerCase(const char* path) {
+  char lower[FILE_NAME_MAX + 1];
+  std::size_t i = 0;
+  for (; path[i] != 0 && i < FILE_NAME_MAX; i++) {
+    lower[i] = path[i] >= 'A' && path[i] <= 'Z' ? static_cast<char>(path[i] + ('a' - 'A')) : path[i];
+  }
+  lower[i] = 0;
+  return std::strcmp(lower, path) != 0 ? open_forReading(lower) : -1;
+}
+
+bool include_open(const char* path) {
+  int fd = open_forReading(path);
+  const bool as_written = fd >= 0;
+  if (!as_written) {
+    fd = open_lowerCase(path);
+    if (fd < 0) return false;
+    alert(164u, path);
+  }
+  if (gShowIncludes) show_include(path);
+  if (!as_written && !osdep_canRead(path)) alert(165u, path);
+  in_pushFile(fd, path);
+  return true;
+}
+
+// --- Predefined macros ---
+
+static void preset(const char* name, const char* body, macro_kind kind) {
+  SourceChar wide[16];
+  macro_def* macro = macro_enter(sc_fromNarrow(wide, name), false);
+  macro_setBody(macro, body != nullptr ? sc_wideDup(body) : nullptr, kind);
+}
+
+// Both from one reading of the clock, "Www Mmm dd hh:mm:ss yyyy\n", so that they agree.
+static void preset_clock() {
+  constexpr std::size_t DATE_AT = 4, DATE_LENGTH = 7, TIME_AT = 11, TIME_LENGTH = 8, YEAR_AT = 20, YEAR_LENGTH = 4;
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  char clock[64] = "??? ??? ?? ??:??:?? ????\n";
+  if (localtime_r(&now, &local) != nullptr) std::strftime(clock, sizeof clock, "%a %b %e %H:%M:%S %Y\n", &local);
+  char date[] = "\"Mmm dd yyyy\"";
+  std::memcpy(date + 1, clock + DATE_AT, DATE_LENGTH);
+  std::memcpy(date + 1 + DATE_LENGTH, clock + YEAR_AT, YEAR_LENGTH);
+  char time[] = "\"hh:mm:ss\"";
+  std::memcpy(time + 1, clock + TIME_AT, TIME_LENGTH);
+  preset("__DATE__", date, MACRO_OBJECT);
+  preset("__TIME__", time, MACRO_OBJECT);
+}
+
+void drv_presets() {
+  preset("__STDC__", "1", MACRO_OBJECT);
+  preset("__LINE__", nullptr, MACRO_LINE);
+  preset("__FILE__", nullptr, MACRO_FILE);
+  preset_clock();
+}
+
+// --- Options of one letter; `value` is what follows it ---
+
+static void define_macro(char* value) {
+  char* equal = std::strchr(value, '=');
+  if (equal != nullptr) *equal = 0;
+  SourceChar* name = sc_wideDup(value);
+  macro_def* macro = macro_enter(name, false);
+  macro_setBody(macro, sc_wideDup(equal != nullptr ? equal + 1 : "1"), MACRO_OBJECT);
+  std::free(name);
+}
+
+static void remove_macro(const char* value) {
+  SourceChar* name = sc_wideDup(value);
+  if (macro_enter(name, true) == nullptr) alert(177u, value);
+  std::free(name);
+}
+
+static bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+static void set_alertOutput(const char* value) {
+  if (*value == 0) return;
+  if (is_digit(value[0]) && value[1] == 0) {
+    alert_setFormatMode(static_cast<std::uint32_t>(value[0] - '0'));
+  } else if (!alert_setFile(value)) {
+    alert_raw("Could not open file %s", value);
+  }
+}
+
+static void add_directory(const char* value) {
+  if (gIncludeDirsEnd == INCLUDE_DIRS_MAX) {
+    alert(147u);
+    return;
+  }
+  gIncludeDirs[gIncludeDirsEnd++] = value;
+}
+
+static void set_dependencies(const char* value) {
+  if (gDepMode != DEP_NONE) {
+    alert(1447u, value);
+  } else if (*value == 0) {
+    alert(1448u);
+  } else if (strcasecmp(value, "gcc") == 0) {
+    gDepMode = DEP_GCC;
+  } else if (strcasecmp(value, "list") == 0) {
+    gDepMode = DEP_LIST;
+  } else {
+    alert(1449u, value);
+  }
+}
+
+// Saturates instead of wrapping: a number that large is a limit of nothing.
+static std::int32_t signed_number(const char* text) {
+  const long value = std::strtol(text, nullptr, 10);
+  return value > INT32_MAX ? INT32_MAX : value < INT32_MIN ? INT32_MIN : static_cast<std::int32_t>(value);
+}
+
+static void set_warnings(const char* value) {
+  if (is_digit(*value) || *value == '-') gWarningLevel = signed_number(value);
+  if (std::strchr(value, '!') != nullptr) alert_setWarnAsError(true);
+  alert_setThreshold(gWarningLevel);
+}
+
+// False if there is no such option.
+static bool apply_letter(char* argument) {
+  char* value = argument + 2;
+  switch (char_upper(static_cast<unsigned char>(argument[1]))) {
+    case 'C': gKeepCommentsOption = gKeepComments = true; return true;
+    case 'D':
+      if (std::strcmp(argument, "-dM") == 0) {
+        gListMacros = true;
+      } else {
+        define_macro(value);
+      }
+      return true;
+    case 'E': set_alertOutput(value); return true;
+    case 'F':
+      if (*value != 0) gSourceName = value;
+      return true;
+    case 'H': gShowIncludes = true; return true;
+    case 'I': add_directory(value); return true;
+    case 'L': set_dependencies(value); return true;
+    case 'N':
+      if (is_digit(*value)) gIdentifierMax = static_cast<std::uint32_t>(signed_number(value));
+      return true;
+    case 'S': type_setSizes(argument); return true;
+    case 'U': remove_macro(value); return true;
+    case 'V': gShowSearchList = true; return true;
+    case 'W': set_warnings(value); return true;
+    default: return false;
+  }
+}
+
+// --- Long options; `value` is what follows the name ---
+
+struct argument_vector {
+  int argc;
+  char** argv;
+};
+
+static void load_catalogue(const char* value, const argument_vector*) {
+  if (!alert_loadCatalogue(value)) alert_raw("Could not open error description file %s\n", value);
+}
+
+static void open_report(const char* value, const argument_vector*) {
+  constexpr std::int32_t CONTENTS_DEPTH = 3;
+  gReportHandle = HTML_open(value, "CPP information for ", value, "udf_styles.css");
+  if (gReportHandle != nullptr) HTML_useTOC(CONTENTS_DEPTH);
+}
+
+static void disable_alerts(const char* value, const argument_vector*) { alert_disableList(value); }
+
+static void set_maxErrors(const char* value, const argument_vector*) {
+  gMaxErrors = static_cast<std::uint32_t>(signed_number(value));
+  alert_setMax(gMaxErrors);
+}
+
+static void show_version(const char*, const argument_vector*) {
+  banner_print();
+  drv_exit(0);
+}
+
+static void set_mode(const char* value, const argument_vector*) {
+  cmode_set(value);
+  gVlasmMode = cmode_get() == CMODE_VLASM;
+  gReadSpecial.has[';'] = gVlasmMode;
+}
+
+static void leave_systemOut(const char*, const argument_vector*) { gDepNoSystem = true; }
+
+static void add_include(const char* value, const argument_vector*) {
+  gPresetText = cache_printf("%s#include <%s>\n", gPresetText, value);
+}
+
+// The text for the debug facility begins behind the dashes; arguments are logged as they stand now.
+static void set_debug(const char* value, const argument_vector* arguments) {
+  db_options(value - std::strlen("qvdebug="));
+  if (gDebugFlags == 0) return;
+  if (gArgFileName != nullptr) db_logArgs(1, &gArgFileName);
+  db_logArgs(arguments->argc - 1, arguments->argv + 1);
+}
+
+struct long_option {
+  const char* name;   // with its `=` if a value follows
+  void (*apply)(const char* value, const argument_vector* arguments);
+};
+
+constexpr long_option kLongOptions[] = {
+    {"edf=", load_catalogue},   {"udf=", open_report},         {"disl=", disable_alerts},
+    {"msgdisable=", disable_alerts}, {"emax=", set_maxErrors}, {"ver", show_version},
+    {"cmode=", set_mode},       {"dep_nosys", leave_systemOut}, {"include=", add_include},
+    {"qvdebug=", set_debug},
+};
+
+// False if there is no such option.
+static bool apply_long(const char* text, const argument_vector* arguments) {
+  for (const long_option& option : kLongOptions) {
+    const std::size_t length = std::strlen(option.name);
+    if (strncasecmp(text, option.name, length) != 0) continue;
+    if (option.name[length - 1] != '=' && text[length] != 0) continue;
+    option.apply(text + length, arguments);
+    return true;
+  }
+  return false;
+}
+
+// --- The whole line ---
+
+static void clamp_identifierMax() {
+  if (gIdentifierMax < IDENTIFIER_MIN) gIdentifierMax = IDENTIFIER_MIN;
+  if (gIdentifierMax > IDENTIFIER_MAX) gIdentifierMax = IDENTIFIER_MAX;
+}
+
+int drv_options(int argc, char** argv) {
+  constexpr int FILE_ARGUMENTS_MAX = 2;
+  const argument_vector arguments = {argc, argv};
+  int files = 0;
+  cmode_set("lks");
+  for (int i = 1; i < argc; i++) {
+    char* argument = argv[i];
+    if (argument[0] != '-' || argument[1] == 0) {
+      argv[++files] = argument;
+    } else if (argument[1] == '-' ? !apply_long(argument + 2, &arguments) : !apply_letter(argument)) {
+      alert(168u, static_cast<const char*>(argument));
+    }
+  }
+  clamp_identifierMax();
+  if (gReportHandle != nullptr) {
+    HTML_anchor("CPP");
+    HTML_commandLine(argv, argc, "CPP");
+  }
+  if (files > FILE_ARGUMENTS_MAX) alert(110u);
+  return files + 1;
+}

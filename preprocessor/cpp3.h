@@ -1,0 +1,17 @@
+// The command line, the predefined macros, and the opening of include files.
+#ifndef PREPROCESSOR_CPP3_H
+#define PREPROCESSOR_CPP3_H
+
+// Applies all options, from left to right, and moves the file arguments down to argv[1] and so on.
+// Returns 1 plus their number. Ends the run for --ver. Raises 110, 166 to 168, 177, 1447, fatal 147,
+// 1448, 1449.
+int drv_options(int argc, char** argv);
+
+// Enters __STDC__, __LINE__, __FILE__, __DATE__ and __TIME__ into the empty symbol table.
+void drv_presets();
+
+// Opens `path` for reading, under its lower-case form if need be, and pushes its frame. False if
+// neither opens; errno tells why. Raises 164, 165.
+bool include_open(const char* path);
+
+#endif

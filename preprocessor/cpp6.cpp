@@ -1,0 +1,559 @@
+// The input stack and the character reader.
+//
+// get() returns ordinary units inline; in_getSlow does the rest in three stages that follow one
+// another until a unit is ready: read_top picks the frame, read_fetch takes the next unit and ends
+// frames, read_treat replaces trigraphs and handles comments and backslashes. A backslash needs the
+// unit behind it, which may be a backslash again; the backslashes that wait are kept on a stack of
+// their own, so that no input makes the reader call itself without bound.
+#include "preprocessor/cpp6.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "common/alert.h"
+#include "common/osdep.h"
+#include "preprocessor/output.h"
+
+static SourceChar gEmptyText[1];
+static input_frame* gFreeFrames;   // linked by `parent`
+static std::uint64_t gFrameSerial;
+
+static const char* gPresetCursor;
+bool gPresetLast;
+
+// --- Frames ---
+
+static void reserve_buffer(input_frame* frame, std::uint32_t units) {
+  if (frame->capacity >= units) return;
+  std::free(frame->buffer);
+  frame->buffer = mem_array<SourceChar>(units);
+  frame->capacity = units;
+}
+
+input_frame* in_pushFrame(std::uint32_t capacity, const SourceChar* name) {
+  input_frame* frame = gFreeFrames;
+  if (frame != nullptr) {
+    gFreeFrames = frame->parent;
+  } else {
+    frame = mem_array<input_frame>(1);
+  }
+  reserve_buffer(frame, capacity);
+  if (gCurrentFrame != nullptr) gCurrentFrame->saved_line = gLine;
+  frame->file_pos = nullptr;
+  frame->text_start = frame->text_pos = capacity != 0 ? frame->buffer : gEmptyText;
+  *frame->text_pos = 0;
+  frame->saved_line = 0;
+  frame->pending_depth = 0;
+  frame->stream = nullptr;
+  frame->parent = gCurrentFrame;
+  frame->name = name;
+  frame->macro = nullptr;
+  frame->args = nullptr;
+  frame->line_name = nullptr;
+  frame->arg_of = nullptr;
+  frame->at_end = false;
+  frame->owned_name = nullptr;
+  frame->serial = ++gFrameSerial;
+  gPresetLast = false;
+  gCurrentFrame = frame;
+  return frame;
+}
+
+static void release_frame(input_frame* frame) {
+  std::free(frame->owned_name);
+  std::free(frame->line_name);
+  frame->parent = gFreeFrames;
+  gFreeFrames = frame;
+}
+
+void in_releaseMain() {
+  if (gMainFrame != nullptr) release_frame(gMainFrame);
+  gMainFrame = nullptr;
+}
+
+void in_pushFile(int fd, const char* name) {
+  SourceChar wide[FILE_NAME_MAX + 1];
+  wide[FILE_NAME_MAX] = 0;
+  sc_fromNarrowN(wide, name, FILE_NAME_MAX);
+  input_frame* frame = in_pushFrame(0, nullptr);
+  frame->name = frame->owned_name = sc_dup(wide);
+  frame->stream = source_open(fd);
+  frame->file_pos = frame->stream->line;
+  gLine = 1;
+  gLineStale = true;
+}
+
+void in_pushText(const SourceChar* text) {
+  const std::uint32_t length = sc_length(text);
+  const input_frame* frame = in_pushFrame(length + 1, gEmptyText);
+  std::memcpy(frame->buffer, text, (length + 1) * sizeof(SourceChar));
+}
+
+// The frame reads the argument where the macro frame keeps it: arguments end before their macro
+// frame does. Only a text in which a comment may end is copied, since the end of a comment leaves a
+// blank in the text, which a second use of the argument must not see.
+void in_pushArgument(std::uint32_t n) {
+  const input_frame* caller = gCurrentFrame;
+  macro_def* macro = caller->macro;
+  if (macro == nullptr || macro->nargs < 0 || n >= static_cast<std::uint32_t>(macro->nargs)) {
+    alert(152u, n);
+    return;
+  }
+  if (caller->args == nullptr || caller->args[n] == nullptr) return;
+  SourceChar* text = caller->args[n];
+  std::uint32_t length = 0;
+  bool may_change = false;
+  for (; text[length] != 0; length++) may_change = may_change || text[length] == '/';
+  input_frame* frame = in_pushFrame(may_change ? length + 1 : 0, gEmptyText);
+  if (may_change) {
+    std::memcpy(frame->buffer, text, (length + 1) * sizeof(SourceChar));
+  } else {
+    frame->text_start = frame->text_pos = text;
+  }
+  frame->arg_of = macro;
+  macro->disable--;
+}
+
+// --- Reading: tables and the state of one read ---
+
+static constexpr byte_set make_special() {
+  byte_set special{};
+  constexpr unsigned char kSpecial[] = {0, '\n', '\v', '\f', '\r', '/', '?', '\\'};
+  for (unsigned char byte : kSpecial) special.has[byte] = 1;
+  return special;
+}
+byte_set gReadSpecial = make_special();
+
+enum read_step {
+  FROM_TOP,   // choose the frame again
+  FETCH,      // take the next unit of the frame in hand
+  TREAT,      // a unit was fetched
+  DELIVER,    // a unit is ready
+};
+
+struct reader {
+  input_frame* frame;     // the frame in hand
+  SourceChar unit;
+  std::uint32_t popped;   // frames that this read has ended
+};
+
+// A backslash that waits for the unit behind it.
+struct waiting_backslash {
+  std::uint32_t popped;   // of the read that met it
+  bool spaces;            // white space has followed
+};
+static waiting_backslash* gWaiting;
+static std::uint32_t gWaitingCount;
+static std::uint32_t gWaitingCapacity;
+
+// Text of backslashes only, up to a unit that makes none of them a continuation.
+static std::uint64_t gPlainRunSerial;
+static const void* gPlainRunEnd;
+
+// --- Reading: the ends of frames ---
+
+// `frame` loses what lies above it: the line number is the one it had.
+static void resume_parent(input_frame* ended) {
+  gCurrentFrame = ended->parent;
+  if (gCurrentFrame != nullptr) gLine = gCurrentFrame->saved_line;
+  release_frame(ended);
+}
+
+static void report_readError(const input_frame* frame) {
+  if (frame->stream->error == 0) return;
+  char* name = sc_narrowDup(frame->name);
+  alert_raw("Could not read \"%s\" to its end: %s", static_cast<const char*>(name), std::strerror(frame->stream->error));
+  std::free(name);
+  gInputLost = true;
+}
+
+static read_step end_fileFrame(reader* r) {
+  input_frame* frame = r->frame;
+  report_readError(frame);
+  source_close(frame->stream);
+  frame->stream = nullptr;
+  if (frame->parent == nullptr) {
+    gCurrentFrame = nullptr;   // the record stays for the main loop
+    r->unit = 0;
+    return DELIVER;
+  }
+  gLineStale = true;
+  resume_parent(frame);
+  return FROM_TOP;
+}
+
+static void lower_depth(std::int32_t by) {
+  const auto ended = static_cast<std::uint32_t>(by);
+  gMacroDepth = gMacroDepth > ended ? gMacroDepth - ended : 0;
+}
+
+static read_step end_textFrame(reader* r) {
+  input_frame* frame = r->frame;
+  if (frame->arg_of != nullptr) frame->arg_of->disable++;
+  r->popped++;
+  lower_depth(frame->pending_depth);
+  resume_parent(frame);
+  return FROM_TOP;
+}
+
+static read_step end_macroFrame(reader* r) {
+  macro_def* macro = r->frame->macro;
+  if (--macro->disable < 0) {
+    char* name = sc_narrowDup(macro->name);
+    alert(158u, name);
+    std::free(name);
+  }
+  macro_unhold(macro);
+  return end_textFrame(r);
+}
+
+// --- Reading: preset text, units, depth ---
+
+static read_step read_top(reader* r) {
+  r->frame = gCurrentFrame;
+  if (r->frame == nullptr) {
+    r->unit = 0;
+    return DELIVER;
+  }
+  if (r->frame->parent != nullptr) return FETCH;
+  if (gPresetCursor == nullptr) gPresetCursor = gPresetText;
+  gPresetLast = *gPresetCursor != 0;
+  if (!gPresetLast) return FETCH;
+  r->unit = static_cast<unsigned char>(*gPresetCursor++);
+  return DELIVER;
+}
+
+static bool next_line(input_frame* frame) {
+  if (!source_nextLine(frame->stream)) return false;
+  frame->file_pos = frame->stream->line;
+  gPlainRunEnd = nullptr;
+  gAlertEchoed = false;
+  return true;
+}
+
+// Depth leaves gMacroDepth only when a further unit has been read from the text that held the call:
+// frames that ended in this very read are noted for the next one.
+static void settle_depth(const reader* r) {
+  input_frame* parent = r->frame->parent;
+  if (parent == nullptr) return;
+  if (r->popped != 0) {
+    parent->pending_depth += static_cast<std::int32_t>(r->popped);
+  } else {
+    lower_depth(parent->pending_depth);
+    parent->pending_depth = 0;
+  }
+}
+
+static read_step read_fetch(reader* r) {
+  input_frame* frame = r->frame;
+  if (in_isFile(frame)) {
+    if (frame->file_pos == frame->stream->line_end && !next_line(frame)) return end_fileFrame(r);
+    r->unit = *frame->file_pos++;
+  } else {
+    if (frame->at_end) return end_macroFrame(r);
+    r->unit = *frame->text_pos;
+    if (r->unit == 0) {
+      if (frame->macro == nullptr) return end_textFrame(r);
+      frame->at_end = true;
+      r->unit = CH_MACRO_END;
+      return DELIVER;
+    }
+    frame->text_pos++;
+    if (ch_isParam(r->unit) && !gNoParamSubst) {
+      in_pushArgument(r->unit - CH_PARAM_BASE);
+      return FROM_TOP;
+    }
+  }
+  settle_depth(r);
+  return TREAT;
+}
+
+// --- Reading: comments ---
+
+static bool is_white(SourceChar c) { return char_class(c) == CC_SPACE; }
+
+// Bytes that do nothing in a comment are passed over in one go.
+static void skip_plainComment(std::uint64_t serial, bool line_comment) {
+  input_frame* frame = gCurrentFrame;
+  if (frame == nullptr || frame->serial != serial || !in_isFile(frame)) return;
+  const unsigned char* from = frame->file_pos;
+  unsigned char* p = frame->file_pos;
+  if (line_comment) {
+    while (*p != '\n' && *p != '\\' && *p != '?' && *p != 0) p++;
+  } else {
+    while (*p != '\n' && *p != '*' && *p != '/' && *p != '?' && *p != 0) p++;
+  }
+  if (gKeepComments) out_bytes(from, static_cast<std::size_t>(p - from));
+  frame->file_pos = p;
+}
+
+static SourceChar copy_comment(SourceChar c) {
+  if (gKeepComments && c != 0) out_char(c);
+  return c;
+}
+
+// A comment that an include file leaves open goes on in the file below.
+static void check_commentFrame(std::uint64_t* serial) {
+  if (gCurrentFrame == nullptr || gCurrentFrame->serial == *serial) return;
+  alert(180u);
+  *serial = gCurrentFrame->serial;
+}
+
+static read_step read_lineComment(reader* r, std::uint64_t serial) {
+  for (;;) {
+    skip_plainComment(serial, true);
+    const SourceChar c = copy_comment(get());
+    if (c == '\n' || c == 0) break;
+    if (c == '\\') {
+      if (get() == '\n' && !gKeepComments) gLineStale = true;
+    } else if (c != '*' && c != '/') {
+      check_commentFrame(&serial);
+    }
+  }
+  gInLiteral = false;
+  r->unit = '\n';
+  return DELIVER;
+}
+
+// The comment is gone where white space follows anyway; elsewhere it is one blank, written over the
+// cell ahead of the read position so that a step back finds it again.
+static read_step end_blockComment(reader* r) {
+  gInLiteral = false;
+  input_frame* frame = r->frame = gCurrentFrame;
+  const bool in_file = in_isFile(frame);
+  const SourceChar next = in_file ? *frame->file_pos : *frame->text_pos;
+  if (next == '\n' || is_white(next)) return FETCH;
+  if (in_file && frame->file_pos > frame->stream->line) frame->file_pos[-1] = ' ';
+  if (!in_file && frame->text_pos > frame->text_start) frame->text_pos[-1] = ' ';
+  r->unit = ' ';
+  return DELIVER;
+}
+
+static read_step read_blockComment(reader* r, std::uint64_t serial) {
+  skip_plainComment(serial, false);
+  SourceChar c = copy_comment(get());
+  for (;;) {
+    switch (c) {
+      case '*':
+        c = copy_comment(get());
+        if (c == '/') return end_blockComment(r);
+        continue;
+      case '/':
+        c = get();
+        if (c == '*') {
+          alert(179u);
+        } else {
+          copy_comment(c);
+        }
+        continue;
+      case 0:
+        alert(139u);
+        gInLiteral = false;
+        r->unit = 0;
+        return DELIVER;
+      case '\\':
+        break;
+      case '\n':
+        if (!gKeepComments) gLineStale = true;
+        check_commentFrame(&serial);
+        break;
+      default:
+        check_commentFrame(&serial);
+        break;
+    }
+    skip_plainComment(serial, false);
+    c = copy_comment(get());
+  }
+}
+
+static read_step read_slash(reader* r) {
+  const std::uint64_t serial = r->frame->serial;
+  gInLiteral = gNoParamSubst = true;
+  const SourceChar c = get();
+  gNoParamSubst = false;
+  if (c != '*' && c != '/') {
+    gInLiteral = false;
+    unget();
+    r->unit = '/';
+    return DELIVER;
+  }
+  copy_comment('/');
+  copy_comment(c);
+  return c == '/' ? read_lineComment(r, serial) : read_blockComment(r, serial);
+}
+
+static read_step read_semicolon(reader* r) {
+  gInLiteral = true;
+  copy_comment(';');
+  return read_lineComment(r, r->frame->serial);
+}
+
+// --- Reading: backslashes and trigraphs ---
+
+// Units behind a backslash that leave it as it is, without a look at anything else.
+static bool is_inert(SourceChar c) { return char_isByte(c) && !gReadSpecial.has[c] && !is_white(c); }
+
+template <class Unit>
+static bool is_plainRun(const input_frame* frame, const Unit* next) {
+  if (gPlainRunSerial == frame->serial && next < static_cast<const Unit*>(gPlainRunEnd)) return true;
+  while (*next == '\\') next++;
+  if (!is_inert(*next)) return false;
+  gPlainRunSerial = frame->serial;
+  gPlainRunEnd = next;
+  return true;
+}
+
+static read_step read_backslash(reader* r) {
+  const input_frame* frame = r->frame;
+  if (in_isFile(frame) ? is_plainRun(frame, frame->file_pos) : is_plainRun(frame, frame->text_pos)) return DELIVER;
+  if (gWaitingCount == gWaitingCapacity) {
+    const std::uint32_t capacity = gWaitingCapacity == 0 ? 64 : gWaitingCapacity * 2;
+    auto* grown = mem_array<waiting_backslash>(capacity);
+    if (gWaitingCount != 0) std::memcpy(grown, gWaiting, gWaitingCount * sizeof *grown);
+    std::free(gWaiting);
+    gWaiting = grown;
+    gWaitingCapacity = capacity;
+  }
+  gWaiting[gWaitingCount++] = {r->popped, false};
+  r->popped = 0;
+  return FROM_TOP;
+}
+
+// The unit behind the topmost waiting backslash has come.
+static read_step end_backslash(reader* r) {
+  waiting_backslash* waiting = &gWaiting[gWaitingCount - 1];
+  if (is_white(r->unit) || r->unit == CH_MACRO_END) {
+    waiting->spaces = true;
+    r->popped = 0;
+    return FROM_TOP;
+  }
+  r->popped = waiting->popped;
+  gWaitingCount--;
+  if (r->unit != '\n') {
+    unget();
+    r->unit = '\\';
+    return DELIVER;
+  }
+  if (waiting->spaces) alert(1342u);
+  gLineStale = true;
+  r->frame = gCurrentFrame;
+  if (r->frame != nullptr) return FETCH;
+  r->unit = 0;
+  return DELIVER;
+}
+
+// The replacement for `??` and `third`, or 0.
+static unsigned char trigraph(unsigned char third) {
+  static constexpr char kThird[] = "=/'()!<>-";
+  static constexpr char kReplacement[] = "#\\^[]|{}~";
+  static_assert(sizeof kThird == sizeof kReplacement);
+  const void* found = third != 0 ? std::strchr(kThird, third) : nullptr;
+  return found != nullptr ? static_cast<unsigned char>(kReplacement[static_cast<const char*>(found) - kThird]) : 0;
+}
+
+static void read_trigraph(reader* r) {
+  input_frame* frame = r->frame;
+  if (frame->file_pos[0] != '?') return;
+  const unsigned char third = frame->file_pos[1];
+  const unsigned char replacement = trigraph(third);
+  if (replacement == 0) return;
+  frame->file_pos += 2;
+  alert_once(1470u, static_cast<char>(third));
+  frame->file_pos[-1] = replacement;
+  r->unit = replacement;
+}
+
+static read_step read_treat(reader* r) {
+  if (r->unit == '?' && in_isFile(r->frame)) {
+    read_trigraph(r);
+    return r->unit == '\\' && !gInLiteral ? read_backslash(r) : DELIVER;
+  }
+  if (r->unit == '\n') {
+    if (in_isFile(r->frame)) gLine++;
+    return DELIVER;
+  }
+  if (gInLiteral) return DELIVER;
+  switch (r->unit) {
+    case ';':
+      return gVlasmMode ? read_semicolon(r) : DELIVER;
+    case '/':
+      return read_slash(r);
+    case '\\':
+      return read_backslash(r);
+    case '\v':
+    case '\f':
+      r->unit = ' ';
+      return DELIVER;
+    case '\r':
+      return FROM_TOP;
+    default:
+      return DELIVER;
+  }
+}
+
+SourceChar in_getSlow() {
+  const std::uint32_t outer = gWaitingCount;   // backslashes of a read that this one is part of
+  reader r = {nullptr, 0, 0};
+  read_step step = FROM_TOP;
+  for (;;) {
+    if (step == FROM_TOP) step = read_top(&r);
+    if (step == FETCH) step = read_fetch(&r);
+    if (step == TREAT) step = read_treat(&r);
+    if (step == DELIVER) {
+      if (gWaitingCount == outer) return r.unit;
+      step = end_backslash(&r);
+    }
+  }
+}
+
+// --- Stepping back ---
+
+void in_ungetSlow() {
+  input_frame* frame = gCurrentFrame;
+  if (frame->at_end) {
+    frame->at_end = false;   // the terminator is met again, and with it the mark
+    return;
+  }
+  if (gPresetLast && frame->parent == nullptr) {
+    if (gPresetCursor > gPresetText) {
+      gPresetCursor--;
+    } else {
+      alert(159u);
+    }
+    return;
+  }
+  if (in_isFile(frame) && frame->file_pos > frame->stream->line) {
+    if (*--frame->file_pos == '\n') gLine--;
+    return;
+  }
+  alert(159u);
+}
+
+// --- Skipping ---
+
+void skip_line() {
+  for (;;) {
+    input_frame* frame = gCurrentFrame;
+    if (frame != nullptr && in_isFile(frame)) {
+      unsigned char* p = frame->file_pos;
+      while (!gReadSpecial.has[*p]) p++;
+      frame->file_pos = p;
+    }
+    const SourceChar c = get();
+    if (c == '\n' || c == 0) return;
+  }
+}
+
+SourceChar skip_ws() {
+  for (;;) {
+    const SourceChar c = get();
+    if (c != CH_MACRO_END && !is_white(c)) return c;
+  }
+}
+
+SourceChar in_skipMarkers() {
+  for (;;) {
+    const SourceChar c = get();
+    if (c != CH_PASTE && c != CH_MACRO_END) return c;
+  }
+}

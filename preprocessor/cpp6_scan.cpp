@@ -1,0 +1,262 @@
+// The scanners: identifiers, numbers, strings, the step from a name to its expansion, and pasting.
+//
+// Each takes a first unit from its caller, reads on with get(), and gives back with unget() what
+// ended it. Identifiers go to gToken; strings and numbers go unit by unit to a sink.
+#include <cstdlib>
+#include <cstring>
+
+#include "common/alert.h"
+#include "preprocessor/cpp6.h"
+#include "preprocessor/expand.h"
+
+// --- Identifiers ---
+
+static bool is_wordByte(SourceChar byte) {
+  return char_classTable.of[byte] == CC_LETTER || char_classTable.of[byte] == CC_DIGIT;
+}
+
+static bool continues_identifier(SourceChar c) {
+  if (c == CH_NO_EXPAND) return true;
+  if (c == CH_PASTE || (c & 0xff00) != 0) return false;
+  return is_wordByte(c & 0xff);
+}
+
+// The run of letters and digits at the read position, as far as it lies in one frame.
+static void take_wordRun() {
+  input_frame* frame = gCurrentFrame;
+  if (frame == nullptr || in_depthDue(frame)) return;
+  if (in_isFile(frame)) {
+    const unsigned char* p = frame->file_pos;
+    while (is_wordByte(*p)) {
+      if (gTokenLength < gIdentifierMax) gToken[gTokenLength++] = *p;
+      p++;
+    }
+    frame->file_pos += p - frame->file_pos;
+  } else {
+    SourceChar* p = frame->text_pos;
+    while (char_isByte(*p) && is_wordByte(*p)) {
+      if (gTokenLength < gIdentifierMax) gToken[gTokenLength++] = *p;
+      p++;
+    }
+    frame->text_pos = p;
+  }
+}
+
+void scan_identifier(SourceChar first) {
+  SourceChar c = first;
+  gTokenLength = 0;
+  do {
+    if (gTokenLength < gIdentifierMax) gToken[gTokenLength++] = c;
+    take_wordRun();
+    c = get();
+  } while (continues_identifier(c));
+  unget();
+  gToken[gTokenLength] = 0;
+}
+
+// A macro in use is hidden. In a plain frame that lies directly on the macro's own frame it is not:
+// so `F(F(1))` works, where the inner name is met in the argument of the outer call.
+macro_def* scan_lookup(SourceChar first) {
+  scan_identifier(first);
+  macro_def* macro = macro_findToken();
+  if (macro == nullptr || macro->disable == 0) return macro;
+  const input_frame* frame = gCurrentFrame;
+  const bool own_argument = frame != nullptr && in_isPlain(frame) && frame->parent != nullptr &&
+                            frame->parent->macro == macro;
+  return own_argument ? macro : nullptr;
+}
+
+// A name directly ahead of ## stays as it is: with `#define A B`, `A ## C` pastes A and C.
+static bool is_beforePaste() {
+  const bool before = get() == CH_PASTE;
+  unget();
+  return before;
+}
+
+SourceChar scan_expandName(SourceChar c) {
+  if (gCurrentFrame != nullptr && in_isFile(gCurrentFrame)) gMacroDepth = 0;
+  while (char_class(c) == CC_LETTER) {
+    macro_def* macro = scan_lookup(c);
+    if (macro == nullptr || is_beforePaste() || !macro_expand(macro)) break;
+    c = get();
+  }
+  return c;
+}
+
+// --- Pasting ---
+
+// First units that may begin a right operand: CC_DIGIT, CC_LETTER and + - & | < >.
+constexpr std::uint32_t RIGHT_OPERAND_MASK = 0x3048c1e;
+static bool begins_rightOperand(SourceChar c) {
+  const int code = char_class(c);
+  return c == CH_NO_EXPAND || (code < 26 && ((RIGHT_OPERAND_MASK >> code) & 1) != 0);
+}
+
+static const SourceChar* skip_noExpand(const SourceChar* text) {
+  while (*text == CH_NO_EXPAND) text++;
+  return text;
+}
+
+// Reads the right operand into gToken. At the end of a macro's text there is none: the frame ends,
+// and reading goes on behind the macro call with nothing lost.
+static void scan_rightOperand(SourceChar first) {
+  if (first != CH_MACRO_END) {
+    scan_identifier(first);
+    return;
+  }
+  get();
+  unget();
+}
+
+bool scan_catenate(SourceChar c) {
+  if (get() != CH_PASTE) {
+    unget();
+    return false;
+  }
+  SourceChar single[2] = {c, 0};
+  SourceChar* left = sc_dup(char_class(c) == CC_LETTER ? skip_noExpand(gToken) : single);
+  const std::uint32_t left_length = sc_length(left);
+  const SourceChar first = get();
+  scan_rightOperand(first);
+  std::memcpy(gWorkBuffer, left, (left_length + 1) * sizeof(SourceChar));
+  if (begins_rightOperand(first)) {
+    const SourceChar* right = skip_noExpand(gToken);
+    if (left_length + sc_length(right) >= WORK_BUFFER_UNITS) {
+      char* name = sc_narrowDup(left);
+      alert(155u, static_cast<const char*>(name));
+      std::free(name);
+    } else {
+      sc_copy(gWorkBuffer + left_length, right);
+    }
+  } else {
+    alert(169u, static_cast<int>(first));
+    // An operand that stood alone is read again.
+    if (first != CH_MACRO_END) unget();
+  }
+  std::free(left);
+  in_pushText(gWorkBuffer);
+  return true;
+}
+
+// --- Strings ---
+
+// Units of a literal that mean nothing to its scanner go to the sink without a call of get.
+static void pass_literalRun(SourceChar quote, unit_sink sink) {
+  input_frame* frame = gCurrentFrame;
+  if (frame == nullptr || !in_isFile(frame) || in_depthDue(frame)) return;
+  for (;;) {
+    const unsigned char c = *frame->file_pos;
+    if (c == quote || c == '\\' || c == '?' || c == '\n' || c == 0) return;
+    frame->file_pos++;
+    sink(c);
+  }
+}
+
+bool scan_string(SourceChar quote, unit_sink sink) {
+  gInLiteral = true;
+  sink(quote);
+  for (;;) {
+    pass_literalRun(quote, sink);
+    const SourceChar c = get();
+    if (c == quote) break;
+    if (c == '\n' || c == 0) {
+      gInLiteral = false;
+      unget();
+      return false;
+    }
+    sink(c);
+    if (c != '\\') continue;
+    const SourceChar escaped = get();
+    if (escaped != 0) sink(escaped);
+  }
+  gInLiteral = false;
+  sink(quote);
+  return true;
+}
+
+// --- Numbers ---
+
+struct number_state {
+  int radix;
+  bool seen_dot;
+  bool seen_exp;
+  bool sign_ok;
+};
+
+static SourceChar pass(SourceChar c, unit_sink sink) {
+  sink(c);
+  return get();
+}
+
+// `0`: the prefix decides the radix. Returns the unit in hand behind it.
+static SourceChar number_prefix(number_state* state, unit_sink sink) {
+  SourceChar u = pass('0', sink);
+  state->radix = 8;
+  if (char_upper(u) == 'X') {
+    state->radix = 16;
+    u = pass(u, sink);
+  } else if (char_upper(u) == 'B') {
+    state->radix = 2;
+    u = pass(u, sink);
+  }
+  return u;
+}
+
+static bool is_hexLetter(SourceChar c) { return char_upper(c) - 'A' < 6; }
+static bool is_asciiLetter(SourceChar c) { return char_upper(c) - 'A' < 26; }
+
+// Does `u` belong to the number, suffixes aside? A number runs on across the end of a macro's text.
+static bool number_accepts(number_state* state, SourceChar u, bool* finished) {
+  if (state->radix != 16 && char_upper(u) == 'E') {
+    *finished = state->seen_exp;
+    if (!state->seen_exp) state->sign_ok = true;
+    state->seen_exp = true;
+    state->radix = 10;
+    return !*finished;
+  }
+  if (state->radix != 16 && u == '.') {
+    *finished = state->seen_dot;
+    state->seen_dot = true;
+    state->radix = 10;
+    return !*finished;
+  }
+  if (u == '+' || u == '-') {
+    const bool sign = state->sign_ok;
+    state->sign_ok = false;
+    return sign;
+  }
+  if (char_isDigit(u) || u == CH_MACRO_END) return true;
+  if (state->radix == 16 && is_hexLetter(u)) return true;
+  return gInAsm && is_asciiLetter(u);
+}
+
+static SourceChar number_suffix(const number_state* state, SourceChar u, unit_sink sink) {
+  if (state->seen_dot || state->seen_exp) return char_upper(u) == 'L' ? pass(u, sink) : u;
+  bool seen_u = false;
+  bool seen_l = false;
+  for (;;) {
+    bool* seen = char_upper(u) == 'U' ? &seen_u : char_upper(u) == 'L' ? &seen_l : nullptr;
+    if (seen == nullptr || *seen) return u;
+    *seen = true;
+    u = pass(u, sink);
+  }
+}
+
+void scan_number(SourceChar first, unit_sink sink) {
+  number_state state = {10, false, false, false};
+  SourceChar u = first;
+  if (first == '.') {
+    u = pass(first, sink);
+    if (!char_isDigit(u)) {
+      unget();
+      return;
+    }
+    state.seen_dot = true;
+  } else if (first == '0') {
+    u = number_prefix(&state, sink);
+  }
+  bool finished = false;
+  while (number_accepts(&state, u, &finished)) u = pass(u, sink);
+  if (!finished) number_suffix(&state, u, sink);
+  unget();
+}

@@ -1,0 +1,274 @@
+// The symbol table.
+//
+// Two structures hold the same entries. gMacroTable has the chains in the order that the reports
+// show: a new name goes ahead of the first entry of equal hash and greater name, or to the chain's
+// end. The hash is a plain sum, so names that differ in digits only crowd into a few chains; each
+// chain therefore keeps its entries sorted beside, and a place in it is found by bisection. Looking
+// a name up goes through a second table, open-addressed and hashed over all bits of the name.
+#include <cstdlib>
+#include <cstring>
+
+#include "common/osdep.h"
+#include "preprocessor/cpp6.h"
+#include "preprocessor/expand.h"
+
+macro_chain gMacroTable[MACRO_CHAINS];
+
+// --- The look-up table ---
+
+struct index_slot {
+  std::uint64_t hash;
+  macro_def* macro;   // nullptr: free
+};
+
+constexpr std::uint32_t INDEX_START = 512;
+static index_slot gFirstIndex[INDEX_START];
+static index_slot* gIndex = gFirstIndex;
+static std::uint32_t gIndexMask = INDEX_START - 1;
+static std::uint32_t gIndexCount;
+
+static std::uint64_t load_word(const unsigned char* p) {
+  std::uint64_t word;
+  std::memcpy(&word, p, sizeof word);
+  return word;
+}
+
+// Eight bytes a step with a multiplication between; the bytes behind the name are masked off.
+static std::uint64_t hash_name(const unsigned char* name, std::uint32_t length) {
+  constexpr std::uint64_t FACTOR = 0x9e3779b97f4a7c15;
+  std::uint64_t hash = length;
+  for (; length > 8; length -= 8, name += 8) {
+    hash = (hash ^ load_word(name)) * FACTOR;
+    hash ^= hash >> 32;
+  }
+  const std::uint64_t mask = length == 0 ? 0 : ~std::uint64_t{0} >> (8 * (8 - length));
+  hash = (hash ^ (load_word(name) & mask)) * FACTOR;
+  return hash ^ (hash >> 32);
+}
+
+static bool is_named(const macro_def* macro, const unsigned char* name, std::uint32_t length) {
+  return macro->name_length == length && std::memcmp(macro->bytes, name, length) == 0;
+}
+
+macro_def* macro_find(const unsigned char* name, std::uint32_t length) {
+  const std::uint64_t hash = hash_name(name, length);
+  for (std::uint64_t i = hash & gIndexMask; gIndex[i].macro != nullptr; i = (i + 1) & gIndexMask) {
+    if (gIndex[i].hash == hash && is_named(gIndex[i].macro, name, length)) return gIndex[i].macro;
+  }
+  return nullptr;
+}
+
+// A name with a marker in it is found by no search.
+macro_def* macro_findToken() {
+  unsigned char bytes[IDENTIFIER_MAX + 9];
+  SourceChar all = 0;
+  for (std::uint32_t i = 0; i < gTokenLength; i++) {
+    all |= gToken[i];
+    bytes[i] = static_cast<unsigned char>(gToken[i]);
+  }
+  std::memset(bytes + gTokenLength, 0, 8);
+  return char_isByte(all) ? macro_find(bytes, gTokenLength) : nullptr;
+}
+
+static void index_put(std::uint64_t hash, macro_def* macro) {
+  std::uint64_t i = hash & gIndexMask;
+  while (gIndex[i].macro != nullptr) i = (i + 1) & gIndexMask;
+  gIndex[i] = {hash, macro};
+}
+
+// At most half of the slots are in use, so that searches that find nothing stay short.
+static void index_grow() {
+  const std::uint32_t old_size = gIndexMask + 1;
+  index_slot* const old = gIndex;
+  gIndex = mem_array<index_slot>(old_size * 4);
+  gIndexMask = old_size * 4 - 1;
+  for (std::uint32_t i = 0; i < old_size; i++) {
+    if (old[i].macro != nullptr) index_put(old[i].hash, old[i].macro);
+  }
+  if (old != gFirstIndex) std::free(old);
+}
+
+static std::uint64_t index_hash(const macro_def* macro) {
+  return hash_name(reinterpret_cast<const unsigned char*>(macro->bytes), macro->name_length);
+}
+
+static void index_insert(macro_def* macro) {
+  if (macro->bytes == nullptr) return;
+  if (++gIndexCount > (gIndexMask + 1) / 2) index_grow();
+  index_put(index_hash(macro), macro);
+}
+
+// Closes the gap: entries that had been pushed past the freed slot move back.
+static void index_remove(const macro_def* macro) {
+  if (macro->bytes == nullptr) return;
+  std::uint64_t gap = index_hash(macro) & gIndexMask;
+  while (gIndex[gap].macro != macro) gap = (gap + 1) & gIndexMask;
+  gIndexCount--;
+  for (std::uint64_t i = (gap + 1) & gIndexMask; gIndex[i].macro != nullptr; i = (i + 1) & gIndexMask) {
+    const std::uint64_t home = gIndex[i].hash & gIndexMask;
+    if (((i - home) & gIndexMask) >= ((i - gap) & gIndexMask)) {
+      gIndex[gap] = gIndex[i];
+      gap = i;
+    }
+  }
+  gIndex[gap].macro = nullptr;
+}
+
+// --- Chains ---
+
+static std::uint32_t chain_hash(const SourceChar* name) {
+  std::uint32_t sum = 0;
+  std::uint32_t length = 0;
+  for (; name[length] != 0; length++) sum += name[length];
+  return sum + length;
+}
+
+// The place of (hash, name) among the sorted entries; `found` tells whether it is taken.
+static std::uint32_t chain_place(const macro_chain* chain, std::uint32_t hash, const SourceChar* name, bool* found) {
+  std::uint32_t low = 0;
+  std::uint32_t high = chain->count;
+  while (low < high) {
+    const std::uint32_t middle = (low + high) / 2;
+    const macro_def* entry = chain->sorted[middle];
+    const int order = entry->hash != hash ? (entry->hash < hash ? -1 : 1) : sc_compare(entry->name, name);
+    if (order == 0) {
+      *found = true;
+      return middle;
+    }
+    if (order < 0) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  *found = false;
+  return low;
+}
+
+static void chain_link(macro_chain* chain, macro_def* macro, macro_def* before) {
+  macro->next = before;
+  macro->previous = before != nullptr ? before->previous : chain->tail;
+  (macro->previous != nullptr ? macro->previous->next : chain->head) = macro;
+  (before != nullptr ? before->previous : chain->tail) = macro;
+}
+
+static void chain_unlink(macro_chain* chain, const macro_def* macro) {
+  (macro->previous != nullptr ? macro->previous->next : chain->head) = macro->next;
+  (macro->next != nullptr ? macro->next->previous : chain->tail) = macro->previous;
+}
+
+// Puts `macro` at `place` of the sorted entries, and ahead of `before` (absent: at the end) in the chain.
+static void chain_insert(macro_chain* chain, std::uint32_t place, macro_def* macro, macro_def* before) {
+  if (chain->count == chain->capacity) {
+    const std::uint32_t capacity = chain->capacity == 0 ? 4 : chain->capacity * 2;
+    auto* grown = mem_array<macro_def*>(capacity);
+    if (chain->count != 0) std::memcpy(grown, chain->sorted, chain->count * sizeof(macro_def*));
+    std::free(chain->sorted);
+    chain->sorted = grown;
+    chain->capacity = capacity;
+  }
+  std::memmove(chain->sorted + place + 1, chain->sorted + place, (chain->count - place) * sizeof(macro_def*));
+  chain->sorted[place] = macro;
+  chain->count++;
+  chain_link(chain, macro, before);
+}
+
+static void chain_erase(macro_chain* chain, std::uint32_t place) {
+  chain_unlink(chain, chain->sorted[place]);
+  chain->count--;
+  std::memmove(chain->sorted + place, chain->sorted + place + 1, (chain->count - place) * sizeof(macro_def*));
+}
+
+// --- Entries ---
+
+static void free_entry(macro_def* macro) {
+  std::free(macro->body);
+  std::free(macro->name);
+  std::free(macro->file);
+  std::free(macro->bytes);
+  std::free(macro);
+}
+
+// A control line in macro text can remove a macro whose text is still being read: the entry then
+// lives on, out of the table, until its last frame has ended.
+static void discard_entry(macro_def* macro) {
+  macro->removed = true;
+  if (macro->frames == 0) {
+    macro_forgetHead(macro);
+    free_entry(macro);
+  }
+}
+
+void macro_unhold(macro_def* macro) {
+  if (--macro->frames == 0 && macro->removed) discard_entry(macro);
+}
+
+static char* name_bytes(const SourceChar* name, std::uint32_t length) {
+  SourceChar all = 0;
+  for (std::uint32_t i = 0; i < length; i++) all |= name[i];
+  if (!char_isByte(all)) return nullptr;
+  return sc_toNarrow(mem_array<char>(length + 8), name);
+}
+
+static macro_def* new_entry(const SourceChar* name, std::uint32_t hash) {
+  auto* entry = mem_array<macro_def>(1);
+  entry->hash = hash;
+  entry->name_length = sc_length(name);
+  entry->name = sc_dupN(name, entry->name_length);
+  entry->bytes = name_bytes(name, entry->name_length);
+  return entry;
+}
+
+macro_def* macro_enter(const SourceChar* name, bool remove) {
+  const std::uint32_t hash = chain_hash(name);
+  macro_chain* chain = &gMacroTable[hash % MACRO_CHAINS];
+  bool found;
+  const std::uint32_t place = chain_place(chain, hash, name, &found);
+  macro_def* old = found ? chain->sorted[place] : nullptr;
+  macro_def* before = nullptr;   // where a search along the chain would stop
+  if (found) {
+    before = old->next;
+    index_remove(old);
+    chain_erase(chain, place);
+  } else if (place < chain->count && chain->sorted[place]->hash == hash) {
+    before = chain->sorted[place];
+  }
+  macro_def* entry = old;
+  if (!remove) {
+    entry = new_entry(name, hash);
+    chain_insert(chain, place, entry, before);
+    index_insert(entry);
+  }
+  if (found) discard_entry(old);
+  return entry;
+}
+
+// --- Bodies ---
+
+void macro_setBody(macro_def* macro, SourceChar* body, std::int32_t nargs) {
+  macro->body = body;
+  macro->nargs = nargs;
+  macro->traits = 0;
+  macro->body_length = 0;
+  if (body == nullptr) return;
+  const SourceChar* p = body;
+  for (; *p != 0; p++) {
+    if (ch_isParam(*p)) macro->traits |= BODY_HAS_PARAMS;
+    if (*p == CH_STRINGIZE || *p == CH_PASTE) macro->traits |= BODY_HAS_OPERATORS;
+    if (*p == '/') macro->traits |= BODY_HAS_SLASH;
+  }
+  macro->body_length = static_cast<std::uint32_t>(p - body);
+}
+
+SourceChar* macro_takeBody(macro_def* macro) {
+  SourceChar* body = macro->body;
+  macro->body = nullptr;
+  macro->body_length = 0;
+  macro->traits = 0;
+  return body;
+}
+
+// Frames read bodies in place, so one that may still be read stays.
+void macro_releaseBody(const macro_def* macro, SourceChar* body) {
+  if (macro->frames == 0) std::free(body);
+}

@@ -1,0 +1,239 @@
+// Macro definition.
+//
+// A definition is read unit by unit and encoded on the way: parameters become markers, `#` and `##`
+// become operators, white space is reduced. The text grows in gWorkBuffer, the parameter names lie
+// one behind the other in gMacroArea while it does, and the finished body gets an allocation of its
+// own. For `#define XY(a, b) a ## b + XY` the body is
+//
+//   CH_PARAM_BASE  CH_PASTE  CH_PARAM_BASE+1  blank  +  blank  CH_NO_EXPAND  X  Y
+#include "preprocessor/define.h"
+
+#include <cstdlib>
+
+#include "common/alert.h"
+#include "preprocessor/cpp6.h"
+#include "preprocessor/reports.h"
+
+void work_put(SourceChar c) {
+  if (gWorkFill == WORK_BUFFER_UNITS) {
+    gWorkBuffer[WORK_BUFFER_UNITS - 1] = 0;
+    char* text = sc_narrowDup(gWorkBuffer);
+    alert(156u, static_cast<const char*>(text));
+    std::free(text);
+    return;
+  }
+  gWorkBuffer[gWorkFill++] = c;
+}
+
+void area_put(SourceChar c) {
+  if (c == CH_MACRO_END) return;
+  if (gMacroAreaFill == MACRO_AREA_UNITS) {
+    alert(149u);
+    return;
+  }
+  gMacroArea[gMacroAreaFill++] = c;
+}
+
+// --- Parameters ---
+
+struct parameter_list {
+  std::int32_t count;                          // or MACRO_OBJECT
+  const SourceChar* names[MACRO_PARAMS_MAX];   // in gMacroArea
+};
+
+static bool store_parameter(parameter_list* list) {
+  if (gMacroAreaFill + gTokenLength + 1 >= MACRO_AREA_UNITS) {
+    alert(149u);
+    return false;
+  }
+  list->names[list->count++] = sc_copy(gMacroArea + gMacroAreaFill, gToken);
+  gMacroAreaFill += gTokenLength + 1;
+  return true;
+}
+
+// Behind the `(`; true at the `)`. A list may end in a comma.
+static bool read_parameters(parameter_list* list) {
+  list->count = 0;
+  for (;;) {
+    if (list->count == static_cast<std::int32_t>(MACRO_PARAMS_MAX)) {
+      alert(148u);
+      return false;
+    }
+    SourceChar c = skip_ws();
+    if (c == ')') return true;
+    if (char_class(c) != CC_LETTER) break;
+    scan_identifier(c);
+    if (!store_parameter(list)) return false;
+    c = skip_ws();
+    if (c == ')') return true;
+    if (c != ',') break;
+  }
+  alert(112u);
+  return false;
+}
+
+// --- Body ---
+
+static bool ends_line(SourceChar c) { return c == 0 || c == '\n'; }
+
+static void put_text(const SourceChar* text) {
+  while (*text != 0) work_put(*text++);
+}
+
+static void encode_identifier(SourceChar first, const macro_def* macro, const parameter_list* list) {
+  scan_identifier(first);
+  for (std::int32_t n = 0; n < list->count; n++) {
+    if (sc_compare(list->names[n], gToken) == 0) {
+      work_put(CH_PARAM_BASE + static_cast<SourceChar>(n));
+      return;
+    }
+  }
+  if (sc_compare(macro->name, gToken) == 0) work_put(CH_NO_EXPAND);
+  put_text(gToken);
+}
+
+// A literal that its line does not close takes in the newline, and the definition goes on.
+static void encode_literal(SourceChar quote) {
+  gInLiteral = true;
+  work_put(quote);
+  SourceChar c;
+  while ((c = get()) != quote && !ends_line(c)) {
+    work_put(c);
+    if (c == '\\') work_put(get());
+  }
+  gInLiteral = false;
+  if (c != quote) alert(113u);
+  work_put(c);
+}
+
+static void encode_backslash() {
+  work_put('\\');
+  const SourceChar c = get();
+  if (c == '\n') gLineStale = true;
+  work_put(c);
+}
+
+// One token of a body, by its first unit.
+static void encode_token(SourceChar c, const macro_def* macro, const parameter_list* list) {
+  switch (char_class(c)) {
+    case CC_QUOTE:
+      encode_literal(c);
+      break;
+    case CC_DOT:
+    case CC_DIGIT:
+      scan_number(c, work_put);
+      break;
+    case CC_SPACE:
+      if (gWorkFill == 0 || char_class(gWorkBuffer[gWorkFill - 1]) != CC_SPACE) work_put(' ');
+      break;
+    case CC_BACKSLASH:
+      encode_backslash();
+      break;
+    case CC_LETTER:
+      encode_identifier(c, macro, list);
+      break;
+    default:
+      work_put(c);
+      break;
+  }
+}
+
+// Behind `##`: returns the unit that the body goes on with.
+static SourceChar encode_paste() {
+  while (gWorkFill > 0 && char_class(gWorkBuffer[gWorkFill - 1]) == CC_SPACE) gWorkFill--;
+  work_put(CH_PASTE);
+  SourceChar c = skip_ws();
+  const int code = char_class(c);
+  if (code == CC_DIGIT) {
+    for (; char_class(c) == CC_DIGIT; c = get()) work_put(c);
+  } else if (code != CC_LETTER) {
+    if (c >= ' ' && c <= '~') {
+      alert(137u, static_cast<char>(c));
+    } else {
+      alert(138u, static_cast<int>(c));
+    }
+  }
+  return c;
+}
+
+static void encode_body(SourceChar c, const macro_def* macro, const parameter_list* list) {
+  gWorkFill = 0;
+  while (!ends_line(c)) {
+    if (c == '#') {
+      c = get();
+      if (c == '#') {
+        c = encode_paste();
+        continue;
+      }
+      if (char_class(c) == CC_SPACE) c = skip_ws();
+      work_put(CH_STRINGIZE);
+    }
+    encode_token(c, macro, list);
+    c = get();
+  }
+  unget();
+  if (gWorkFill > 0 && gWorkBuffer[gWorkFill - 1] == ' ') gWorkFill--;
+  work_put(0);
+}
+
+// --- Definition ---
+
+// The place named is that of the definition that made the entry, however often it was redefined.
+static void compare_bodies(const macro_def* macro, const SourceChar* old) {
+  if (old != nullptr && sc_compare(old, macro->body) == 0) return;
+  char* name = sc_narrowDup(macro->name);
+  alert(111u, static_cast<const char*>(name), static_cast<const char*>(macro->file), static_cast<int>(macro->line));
+  std::free(name);
+}
+
+static macro_def* enter_here() {
+  macro_def* macro = macro_enter(gToken, false);
+  macro->line = static_cast<std::int32_t>(gLine);
+  if (gCurrentFrame != nullptr) macro->file = sc_narrowDup(gCurrentFrame->name);
+  return macro;
+}
+
+void do_define() {
+  SourceChar c = skip_ws();
+  if (char_class(c) != CC_LETTER) {
+    alert(112u);
+    gMacroAreaFill = 0;
+    return;
+  }
+  macro_def* macro = scan_lookup(c);
+  const bool redefined = macro != nullptr;
+  SourceChar* old = nullptr;
+  if (redefined) {
+    old = macro_takeBody(macro);
+  } else {
+    macro = enter_here();
+  }
+  gMacroAreaFill = 0;
+  parameter_list list;
+  list.count = MACRO_OBJECT;
+  c = get();
+  bool complete = true;
+  if (c == '(') {
+    complete = read_parameters(&list);
+    c = ' ';
+  }
+  if (complete) {
+    if (char_class(c) == CC_SPACE) c = skip_ws();
+    encode_body(c, macro, &list);
+    macro_setBody(macro, sc_dup(gWorkBuffer), list.count);
+    if (gReportHandle != nullptr) macro_traceEntry(macro);
+    if (redefined) compare_bodies(macro, old);
+  }
+  if (old != nullptr) macro_releaseBody(macro, old);
+  gMacroAreaFill = 0;
+}
+
+void do_undef() {
+  const SourceChar c = skip_ws();
+  if (char_class(c) != CC_LETTER) {
+    alert(114u);
+    return;
+  }
+  scan_identifier(c);
+  macro_enter(gToken, true);
+}

@@ -1,0 +1,127 @@
+// Reading blocks and cutting lines out of them.
+#include "preprocessor/linesource.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "common/osdep.h"
+
+static line_source* gRecycledSources;
+
+constexpr std::uint32_t SMALLEST_BLOCK = 2 * LINE_UNITS;
+static_assert(SMALLEST_BLOCK > LINE_BYTES_MAX && SOURCE_BLOCK_BYTES >= SMALLEST_BLOCK);
+
+// Most files are small headers: a block that holds the whole file, and one byte more so that the
+// first read sees its end.
+static std::uint32_t block_bytes(int fd) {
+  struct stat status;
+  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size >= SOURCE_BLOCK_BYTES) {
+    return SOURCE_BLOCK_BYTES;
+  }
+  const auto size = static_cast<std::uint32_t>(status.st_size) + 1;
+  return size < SMALLEST_BLOCK ? SMALLEST_BLOCK : size;
+}
+
+static void set_emptyLine(line_source* source) {
+  source->line = source->line_end = source->next = source->limit = source->block;
+  source->block[0] = source->covered = 0;
+}
+
+line_source* source_open(int fd) {
+  line_source* source = gRecycledSources;
+  if (source != nullptr) {
+    gRecycledSources = source->recycled;
+  } else {
+    source = mem_array<line_source>(1);
+  }
+  const std::uint32_t wanted = block_bytes(fd);
+  if (source->capacity < wanted) {
+    std::free(source->block);
+    source->block = mem_array<unsigned char>(wanted + SOURCE_SLACK);
+    source->capacity = wanted;
+  }
+  source->fd = fd;
+  source->error = 0;
+  source->at_eof = source->has_nul = false;
+  set_emptyLine(source);
+  return source;
+}
+
+void source_close(line_source* source) {
+  close(source->fd);
+  source->recycled = gRecycledSources;
+  gRecycledSources = source;
+}
+
+// Moves what is left to the start of the block and reads behind it.
+static void fill(line_source* source) {
+  const auto kept = static_cast<std::size_t>(source->limit - source->next);
+  std::memmove(source->block, source->next, kept);
+  source->next = source->block;
+  source->limit = source->block + kept;
+  ssize_t got;
+  do {
+    got = read(source->fd, source->limit, source->capacity - kept);
+  } while (got < 0 && errno == EINTR);
+  if (got <= 0) {
+    source->at_eof = true;
+    if (got < 0) source->error = errno;
+    return;
+  }
+  source->limit += got;
+  source->has_nul = std::memchr(source->block, 0, kept + static_cast<std::size_t>(got)) != nullptr;
+}
+
+// Length of the next piece, its newline included if it has one; 0 at the end of the file.
+static std::uint32_t next_length(line_source* source) {
+  for (std::uint32_t searched = 0;;) {
+    const auto left = static_cast<std::uint32_t>(source->limit - source->next);
+    const std::uint32_t upto = left < LINE_BYTES_MAX ? left : LINE_BYTES_MAX;
+    if (upto > searched) {
+      const void* newline = std::memchr(source->next + searched, '\n', upto - searched);
+      if (newline != nullptr) {
+        return static_cast<std::uint32_t>(static_cast<const unsigned char*>(newline) - source->next) + 1;
+      }
+    }
+    if (upto == LINE_BYTES_MAX || source->at_eof) return upto;
+    searched = upto;
+    fill(source);
+  }
+}
+
+// The first `length` bytes of an overlong line, moved where a newline can be added.
+static void copy_piece(line_source* source, std::uint32_t length) {
+  if (source->piece == nullptr) {
+    source->piece = mem_array<unsigned char>(LINE_UNITS + SOURCE_SLACK);
+  }
+  std::memcpy(source->piece, source->next, length);
+  source->line = source->piece;
+}
+
+bool source_nextLine(line_source* source) {
+  *source->line_end = source->covered;
+  const std::uint32_t length = next_length(source);
+  if (length == 0) {
+    set_emptyLine(source);
+    return false;
+  }
+  source->line = source->next;
+  std::uint32_t text = length;
+  if (source->has_nul) {
+    const void* nul = std::memchr(source->next, 0, length);
+    if (nul != nullptr) text = static_cast<std::uint32_t>(static_cast<const unsigned char*>(nul) - source->next);
+  }
+  if (text == 0 || source->next[text - 1] != '\n') {
+    // Ends at a NUL or at the end of the file, where there is room for the newline, or in mid-line.
+    if (text == length && source->next + length < source->limit) copy_piece(source, length);
+    source->line[text++] = '\n';
+  }
+  source->next += length;
+  source->line_end = source->line + text;
+  source->covered = *source->line_end;
+  *source->line_end = 0;
+  return true;
+}

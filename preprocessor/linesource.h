@@ -1,0 +1,47 @@
+// Lines out of an open file.
+//
+// A file is read in large blocks and handed out one line at a time, in place: a line is found by a
+// block search, and the byte behind it is replaced by a 0 for as long as the line is current, so
+// that a scanner needs one test for "ordinary byte" and none for "end of line". The caller may
+// write into the current line.
+//
+// What a line is: up to 10239 bytes, through the newline. A longer line comes in pieces, each with a
+// newline of its own; a last line without a newline gets one; what stands behind a NUL byte in a
+// piece is dropped, and the piece ends there with a newline.
+#ifndef PREPROCESSOR_LINESOURCE_H
+#define PREPROCESSOR_LINESOURCE_H
+
+#include <cstdint>
+
+constexpr std::uint32_t LINE_UNITS = 10240;                 // a line buffer: one piece and its terminator
+constexpr std::uint32_t LINE_BYTES_MAX = LINE_UNITS - 1;    // bytes of one piece, its newline included
+constexpr std::uint32_t SOURCE_BLOCK_BYTES = 64 * 1024;     // asked of the system at a time
+constexpr std::uint32_t SOURCE_SLACK = 32;                  // readable and writable behind every line
+
+struct line_source {
+  int fd;
+  int error;                 // errno of a failed read, 0 if none; a failed read ends the file
+  bool at_eof;               // the system has no more bytes
+  bool has_nul;              // the block holds a NUL byte
+  unsigned char covered;     // the byte that the terminator of the current line hides
+  unsigned char* line;       // the current line
+  unsigned char* line_end;   // one past its newline; holds 0
+  unsigned char* next;       // first byte that no line has delivered yet
+  unsigned char* limit;      // one past the last byte read
+  unsigned char* block;      // owned, `capacity` + SOURCE_SLACK bytes
+  std::uint32_t capacity;
+  unsigned char* piece;      // owned copy of a piece of an overlong line; made at first need
+  line_source* recycled;     // next on the list of sources that wait for another file
+};
+
+// A source that reads from `fd`, which it owns from now on. No line is current yet: `line` and
+// `line_end` point at an empty line. Raises 296.
+line_source* source_open(int fd);
+
+// Makes the next line current and returns true; false at the end of the file.
+bool source_nextLine(line_source* source);
+
+// Closes the file and keeps the record and its block for the next source_open.
+void source_close(line_source* source);
+
+#endif

@@ -1,0 +1,123 @@
+// The class table and the string operations on units.
+#include "preprocessor/sourcechar.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "common/osdep.h"
+
+static constexpr char_class_table make_classTable() {
+  char_class_table table{};
+  for (int c = '0'; c <= '9'; c++) table.of[c] = CC_DIGIT;
+  for (int c = 'A'; c <= 'Z'; c++) table.of[c] = CC_LETTER;
+  for (int c = 'a'; c <= 'z'; c++) table.of[c] = CC_LETTER;
+  table.of['_'] = table.of['$'] = table.of[29] = CC_LETTER;
+  constexpr struct {
+    unsigned char byte;
+    std::uint8_t code;
+  } kSigns[] = {
+      {'+', CC_PLUS}, {'-', CC_MINUS},    {'*', CC_STAR},  {'/', CC_SLASH}, {'%', CC_PERCENT}, {'&', CC_AND},
+      {'|', CC_OR},   {'^', CC_XOR},      {'=', CC_EQUAL}, {'<', CC_LESS},  {'>', CC_GREATER}, {'?', CC_QUESTION},
+      {':', CC_COLON}, {'!', CC_NOT},     {'~', CC_NOT},   {'(', CC_OPEN},  {')', CC_CLOSE},   {'"', CC_QUOTE},
+      {'\'', CC_QUOTE}, {'.', CC_DOT},    {'\t', CC_SPACE}, {' ', CC_SPACE}, {31, CC_SPACE},   {'\\', CC_BACKSLASH},
+      {0, CC_END},
+  };
+  for (auto sign : kSigns) table.of[sign.byte] = sign.code;
+  return table;
+}
+
+const char_class_table char_classTable = make_classTable();
+
+SourceChar* sc_fromNarrow(SourceChar* destination, const char* source) {
+  SourceChar* to = destination;
+  while ((*to++ = static_cast<unsigned char>(*source++)) != 0) {
+  }
+  return destination;
+}
+
+SourceChar* sc_fromNarrowN(SourceChar* destination, const char* source, std::uint32_t n) {
+  bool ended = false;
+  for (std::uint32_t i = 0; i < n; i++) {
+    destination[i] = ended ? 0 : static_cast<unsigned char>(source[i]);
+    ended = ended || destination[i] == 0;
+  }
+  return destination;
+}
+
+char* sc_toNarrow(char* destination, const SourceChar* source) {
+  char* to = destination;
+  while (*source != 0) *to++ = static_cast<char>(*source++ & 0xff);
+  *to = 0;
+  return destination;
+}
+
+char* sc_narrowDup(const SourceChar* source) {
+  return sc_toNarrow(mem_array<char>(sc_length(source) + 1), source);
+}
+
+SourceChar* sc_wideDup(const char* source) {
+  return sc_fromNarrow(mem_array<SourceChar>(static_cast<std::uint32_t>(std::strlen(source)) + 1), source);
+}
+
+SourceChar* sc_dup(const SourceChar* source) { return sc_dupN(source, sc_length(source)); }
+
+SourceChar* sc_dupN(const SourceChar* source, std::uint32_t length) {
+  auto* copy = mem_array<SourceChar>(length + 1);
+  std::memcpy(copy, source, length * sizeof(SourceChar));
+  return copy;
+}
+
+void sc_write(const SourceChar* text, std::FILE* stream) {
+  for (; *text != 0; text++) {
+    if (!ch_isSilent(*text)) std::putc(static_cast<int>(*text & 0xff), stream);
+  }
+}
+
+std::uint32_t sc_toInt(const SourceChar* source) {
+  std::uint32_t value = 0;
+  for (; char_isDigit(*source); source++) value = value * 10 + (*source - '0');
+  return value;
+}
+
+SourceChar* sc_findLast(SourceChar* source, SourceChar unit) {
+  SourceChar* found = nullptr;
+  for (; *source != 0; source++) {
+    if (*source == unit) found = source;
+  }
+  return found;
+}
+
+int sc_compare(const SourceChar* a, const SourceChar* b) {
+  while (*a == *b && *a != 0) {
+    a++;
+    b++;
+  }
+  const auto left = static_cast<std::int32_t>(*a);
+  const auto right = static_cast<std::int32_t>(*b);
+  return left > right ? 1 : left < right ? -1 : 0;
+}
+
+std::int32_t sc_compareNarrow(const SourceChar* a, const char* b) {
+  for (;; a++, b++) {
+    const auto wide = static_cast<std::uint32_t>(static_cast<std::int32_t>(static_cast<signed char>(*b)));
+    if (*a != wide || *a == 0) return static_cast<std::int32_t>(*a - wide);
+  }
+}
+
+SourceChar* sc_copy(SourceChar* destination, const SourceChar* source) {
+  std::memcpy(destination, source, (sc_length(source) + 1) * sizeof(SourceChar));
+  return destination;
+}
+
+std::uint32_t sc_length(const SourceChar* source) {
+  const SourceChar* end = source;
+  while (*end != 0) end++;
+  return static_cast<std::uint32_t>(end - source);
+}
+
+void sc_lower(SourceChar* source) {
+  if (source == nullptr) return;
+  for (; *source != 0; source++) {
+    if (*source - 'A' < 26) *source += 'a' - 'A';
+  }
+}

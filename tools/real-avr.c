@@ -1,0 +1,42 @@
+/* A watchdog-fed pulse counter: device registers by the hundred, flash strings, delays. */
+#define F_CPU 16000000UL
+#include <avr/io.h>
+#include <avr/pgmspace.h>
+#include <avr/wdt.h>
+#include <stdlib.h>
+#include <util/delay.h>
+
+#define UBRR_OF(baud)   (F_CPU / 16 / (baud) - 1)
+#define SHOW(pin)       (PORTB = (PORTB & ~_BV(PORTB##pin)) | (_BV(PORTB##pin) & -(counted & 1)))
+
+static const char label[] PROGMEM = "pulses ";
+static unsigned counted;
+
+static void put(char c)
+{
+    loop_until_bit_is_set(UCSR0A, UDRE0);
+    UDR0 = c;
+}
+
+int main(void)
+{
+    char digits[8], *d;
+    const char *p;
+    UBRR0 = UBRR_OF(9600);
+    UCSR0B = _BV(TXEN0);
+    DDRB = _BV(DDB5);
+    TCCR1B = _BV(CS12) | _BV(CS11) | _BV(CS10);
+    wdt_enable(WDTO_2S);
+    for (;;) {
+        wdt_reset();
+        counted += TCNT1;
+        TCNT1 = 0;
+        SHOW(5);
+        for (p = label; pgm_read_byte(p); p++)
+            put(pgm_read_byte(p));
+        utoa(counted, digits, 10);
+        for (d = digits; *d; d++)
+            put(*d);
+        _delay_ms(100);
+    }
+}
