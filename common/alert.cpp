@@ -127,13 +127,14 @@ void line_repeat(char c, std::size_t count) {
   gAlertLineUsed += static_cast<std::uint32_t>(count);
 }
 
-void line_text(const char* text) {
-  std::size_t length = std::strlen(text);
+void line_bytes(const char* bytes, std::size_t length) {
   const std::size_t room = LINE_MAX_CHARS - gAlertLineUsed;
   if (length > room) length = room;
-  std::memcpy(gAlertLine + gAlertLineUsed, text, length);
+  std::memcpy(gAlertLine + gAlertLineUsed, bytes, length);
   gAlertLineUsed += static_cast<std::uint32_t>(length);
 }
+
+void line_text(const char* text) { line_bytes(text, std::strlen(text)); }
 
 void line_number(std::uint32_t number) {
   char digits[12];
@@ -422,7 +423,7 @@ int raise_text(unsigned number, const char* class_text, const char* format, cons
                bool ask_hook) {
   const char first = *class_text;
   const bool has_level = is_digit(first) || (first == '-' && is_digit(class_text[1]));
-  const std::int32_t level = has_level ? std::atoi(class_text) : LEVEL_OF_LETTERS;
+  const long level = has_level ? std::strtol(class_text, nullptr, 10) : LEVEL_OF_LETTERS;
   if (first == 'e' || first == 'E') count_error();
   if (level < gWarnThreshold) return 0;
   line_clear();

@@ -194,14 +194,16 @@ char* read_bytes(int file, std::uint32_t* size) {
   return nullptr;
 }
 
+inline const char* table_end() { return gCatalogueTable + gCatalogueTableSize; }
+
 // True if the file is byte for byte the embedded table. Moves the file position.
 bool is_embedded_table(int file) {
   struct stat status;
   if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return false;
-  if (status.st_size != gCatalogueTableEnd - gCatalogueTable) return false;
+  if (status.st_size != off_t{gCatalogueTableSize}) return false;
   char piece[COMPARE_BYTES];
-  for (const char* at = gCatalogueTable; at < gCatalogueTableEnd;) {
-    const auto left = static_cast<std::size_t>(gCatalogueTableEnd - at);
+  for (const char* at = gCatalogueTable; at < table_end();) {
+    const auto left = static_cast<std::size_t>(table_end() - at);
     const std::size_t length = left < sizeof piece ? left : sizeof piece;
     if (read_until_full(file, piece, length) != static_cast<ssize_t>(length)) return false;
     if (std::memcmp(piece, at, length) != 0) return false;
@@ -214,7 +216,7 @@ bool is_embedded_table(int file) {
 // behind the comment.
 const char* find_in_table(unsigned number) {
   const char* low = gCatalogueTable;  // both at the start of a line
-  const char* high = gCatalogueTableEnd;
+  const char* high = table_end();
   while (low < high) {
     const char* line = low + (high - low) / 2;
     while (line > low && line[-1] != '\n') line--;
@@ -249,8 +251,8 @@ const char* path_beside_program() {
 }
 
 bool write_table(int file) {
-  for (const char* at = gCatalogueTable; at < gCatalogueTableEnd;) {
-    const ssize_t done = write(file, at, static_cast<std::size_t>(gCatalogueTableEnd - at));
+  for (const char* at = gCatalogueTable; at < table_end();) {
+    const ssize_t done = write(file, at, static_cast<std::size_t>(table_end() - at));
     if (done < 0 && errno != EINTR) return false;
     if (done > 0) at += done;
   }
@@ -318,7 +320,7 @@ bool alert_loadCatalogue(const char* path) {
 bool catalogue_find(const catalogue* c, unsigned number, alert_row* row, char* text) {
   if (c == nullptr || number > ALERT_NUMBER_MAX) return false;
   const char* line = nullptr;
-  const char* file_end = gCatalogueTableEnd;
+  const char* file_end = table_end();
   if (c->bytes == nullptr) {
     line = find_in_table(number);
   } else if (c->lines[number] != 0) {

@@ -22,9 +22,9 @@ extern catalogue* gAlertRows;     // the primary catalogue; absent if none was f
 extern catalogue* gAlertOverlay;  // the catalogue read last
 extern const char* gAlertFile;    // interned path of that one
 
-// The table that the program carries: dat/en_msgs.txt byte for byte, up to gCatalogueTableEnd.
+// The table that the program carries: dat/en_msgs.txt byte for byte.
 extern const char gCatalogueTable[];
-extern const char gCatalogueTableEnd[];
+extern const std::uint32_t gCatalogueTableSize;
 
 // The path of the primary catalogue: the first that exists of the installation's, the one beside
 // the program's directory, the one in the current directory, and a temporary copy of the embedded

@@ -1,5 +1,5 @@
-// The message catalogue that the program carries: the bytes of dat/en_msgs.txt as they stand, from
-// gCatalogueTable up to gCatalogueTableEnd (declared in catalogue.h).
+// The message catalogue that the program carries: the bytes of dat/en_msgs.txt as they stand, in
+// gCatalogueTable, and their number in gCatalogueTableSize (declared in catalogue.h).
 //
 // The assembler takes the file in, so there is one source of the rows and no generated code. The build
 // tells the assembler where to look and keeps this file out of link-time optimisation, which would
@@ -7,10 +7,12 @@
 __asm__(
     ".pushsection .rodata\n"
     ".globl gCatalogueTable\n"
-    ".globl gCatalogueTableEnd\n"
+    ".globl gCatalogueTableSize\n"
     ".balign 16\n"
     "gCatalogueTable:\n"
     ".incbin \"dat/en_msgs.txt\"\n"
-    "gCatalogueTableEnd:\n"
-    ".byte 0\n"
+    ".Lcatalogue_end:\n"
+    ".balign 4\n"
+    "gCatalogueTableSize:\n"
+    ".long .Lcatalogue_end - gCatalogueTable\n"
     ".popsection\n");

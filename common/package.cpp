@@ -26,7 +26,7 @@ constexpr mz_uint ENTRY_FLAGS = 6 | MZ_ZIP_FLAG_CASE_SENSITIVE;
 
 // The library looks at an entry's extra field before it has checked that the entry's name, which may claim
 // 65535 bytes, lies inside the directory. So its blocks have room behind them for a name and an extra field.
-constexpr std::size_t OVERREAD_BYTES = 2 * 65536;
+constexpr std::size_t OVERREAD_BYTES = std::size_t{2} * 65536;
 
 static mz_zip_archive gPackage;
 

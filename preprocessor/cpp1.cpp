@@ -24,6 +24,7 @@
 #include "preprocessor/depend.h"
 #include "preprocessor/output.h"
 #include "preprocessor/reports.h"
+#include "preprocessor/textrun.h"
 
 // --- Alert position ---
 
@@ -278,14 +279,17 @@ static void write_token(SourceChar c) {
 
 // Writes the tokens of a text line, up to its end.
 static void write_line() {
-  bool spaces = false;
+  text_state state = {false, false};
   for (;;) {
+    if (text_run(&state)) return;
     SourceChar c = get();
-    for (; char_class(c) == CC_SPACE; c = get()) spaces = spaces || c != CH_PASTE;
+    const bool expanded = state.expanded;
+    state.expanded = false;
+    for (; char_class(c) == CC_SPACE && !expanded; c = get()) state.spaces = state.spaces || c != CH_PASTE;
     if (c != 0 && c != '\n') {
-      if (spaces) out_byte(' ');
-      spaces = false;
-      c = scan_expandName(c);
+      if (state.spaces) out_byte(' ');
+      state.spaces = false;
+      c = expanded ? scan_expandFurther(c) : scan_expandName(c);
       if (char_canCatenate(char_class(c)) && scan_catenate(c)) continue;
     }
     if (c == 0) return;

@@ -43,9 +43,10 @@ input_frame* in_pushFrame(std::uint32_t capacity, const SourceChar* name) {
   frame->text_start = frame->text_pos = capacity != 0 ? frame->buffer : gEmptyText;
   *frame->text_pos = 0;
   frame->saved_line = 0;
-  frame->pending_depth = 0;
+  frame->pending_depth = frame->carried = 0;
   frame->stream = nullptr;
   frame->parent = gCurrentFrame;
+  frame->depth_due = gCurrentFrame != nullptr && gCurrentFrame->pending_depth != 0;
   frame->name = name;
   frame->macro = nullptr;
   frame->args = nullptr;
@@ -134,12 +135,12 @@ enum read_step {
 struct reader {
   input_frame* frame;     // the frame in hand
   SourceChar unit;
-  std::uint32_t popped;   // frames that this read has ended
+  std::int32_t popped;    // frames that this read has ended
 };
 
 // A backslash that waits for the unit behind it.
 struct waiting_backslash {
-  std::uint32_t popped;   // of the read that met it
+  std::int32_t popped;    // of the read that met it
   bool spaces;            // white space has followed
 };
 static waiting_backslash* gWaiting;
@@ -187,24 +188,30 @@ static void lower_depth(std::int32_t by) {
   gMacroDepth = gMacroDepth > ended ? gMacroDepth - ended : 0;
 }
 
-static read_step end_textFrame(reader* r) {
-  input_frame* frame = r->frame;
-  if (frame->arg_of != nullptr) frame->arg_of->disable++;
-  r->popped++;
-  lower_depth(frame->pending_depth);
-  resume_parent(frame);
-  return FROM_TOP;
-}
-
-static read_step end_macroFrame(reader* r) {
-  macro_def* macro = r->frame->macro;
+static void show_macro(macro_def* macro) {
   if (--macro->disable < 0) {
     char* name = sc_narrowDup(macro->name);
-    alert(158u, name);
+    alert(158u, static_cast<const char*>(name));
     std::free(name);
   }
   macro_unhold(macro);
-  return end_textFrame(r);
+}
+
+void in_endText() {
+  input_frame* frame = gCurrentFrame;
+  const std::int32_t ended = frame->carried + 1;
+  if (frame->macro != nullptr) show_macro(frame->macro);
+  if (frame->arg_of != nullptr) frame->arg_of->disable++;
+  lower_depth(frame->pending_depth);
+  resume_parent(frame);
+  if (gCurrentFrame == nullptr) return;
+  gCurrentFrame->carried += ended;
+  gCurrentFrame->depth_due = true;
+}
+
+static read_step end_textFrame() {
+  in_endText();
+  return FROM_TOP;
 }
 
 // --- Reading: preset text, units, depth ---
@@ -231,29 +238,39 @@ static bool next_line(input_frame* frame) {
   return true;
 }
 
-// Depth leaves gMacroDepth only when a further unit has been read from the text that held the call:
-// frames that ended in this very read are noted for the next one.
-static void settle_depth(const reader* r) {
-  input_frame* parent = r->frame->parent;
+// One unit of `frame` is read behind the end of `popped` frames.
+static void settle_unit(input_frame* frame, std::int32_t popped) {
+  input_frame* parent = frame->parent;
+  frame->depth_due = parent != nullptr && popped != 0;
   if (parent == nullptr) return;
-  if (r->popped != 0) {
-    parent->pending_depth += static_cast<std::int32_t>(r->popped);
+  if (popped != 0) {
+    parent->pending_depth += popped;
   } else {
     lower_depth(parent->pending_depth);
     parent->pending_depth = 0;
   }
 }
 
+void in_settleSlow(input_frame* frame, std::int32_t units) {
+  for (; units > 0 && frame->depth_due; units--) {
+    const std::int32_t popped = frame->carried;
+    frame->carried = 0;
+    settle_unit(frame, popped);
+  }
+}
+
 static read_step read_fetch(reader* r) {
   input_frame* frame = r->frame;
+  r->popped += frame->carried;
+  frame->carried = 0;
   if (in_isFile(frame)) {
     if (frame->file_pos == frame->stream->line_end && !next_line(frame)) return end_fileFrame(r);
     r->unit = *frame->file_pos++;
   } else {
-    if (frame->at_end) return end_macroFrame(r);
+    if (frame->at_end) return end_textFrame();
     r->unit = *frame->text_pos;
     if (r->unit == 0) {
-      if (frame->macro == nullptr) return end_textFrame(r);
+      if (frame->macro == nullptr) return end_textFrame();
       frame->at_end = true;
       r->unit = CH_MACRO_END;
       return DELIVER;
@@ -264,7 +281,7 @@ static read_step read_fetch(reader* r) {
       return FROM_TOP;
     }
   }
-  settle_depth(r);
+  settle_unit(frame, r->popped);
   return TREAT;
 }
 

@@ -93,6 +93,7 @@ struct input_frame {
   SourceChar* text_pos;           // read position of all others; at the terminator while at_end
   std::uint32_t saved_line;       // gLine when another frame was pushed on this one
   std::int32_t pending_depth;     // ended frames above whose depth has yet to leave gMacroDepth
+  std::int32_t carried;           // frames that ended on this one since its last unit was read
   line_source* stream;            // present in a file frame
   input_frame* parent;            // absent only in the frame of the primary source
   const SourceChar* name;         // file name as opened, macro name, or empty; never absent
@@ -101,6 +102,7 @@ struct input_frame {
   SourceChar* line_name;          // owned; file name set by #line, or absent
   macro_def* arg_of;              // argument frame: the macro whose `disable` was lowered for it
   bool at_end;                    // CH_MACRO_END has been delivered
+  bool depth_due;                 // `carried` or the parent's `pending_depth` is not 0
   SourceChar* text_start;         // first cell of the text; in `buffer`, or lent by its owner
   SourceChar* owned_name;         // `name` if the frame owns it
   std::uint64_t serial;           // no two frames of a run have the same
@@ -148,15 +150,22 @@ SourceChar in_getSlow();
 void in_ungetSlow();
 extern bool gPresetLast;   // the last read came from the preset text
 
-// Ended frames whose depth the next unit of `frame` takes off gMacroDepth?
-inline bool in_depthDue(const input_frame* frame) {
-  return frame->parent != nullptr && frame->parent->pending_depth != 0;
+// The depth of ended frames leaves gMacroDepth one unit late: the unit read behind them notes them at
+// the parent, and the unit after that takes them off. Both are due at a `frame` with `depth_due`;
+// in_settle does it for the next `units` of it.
+void in_settleSlow(input_frame* frame, std::int32_t units);
+inline void in_settle(input_frame* frame, std::int32_t units) {
+  if (frame->depth_due) in_settleSlow(frame, units);
 }
+
+// Ends the current frame, whose text is used up and, in a macro frame, whose CH_MACRO_END has been
+// delivered; its parent becomes current. Raises 158.
+void in_endText();
 
 // The next unit of input, 0 at the end of all input. Raises 139, 158, 179, 180, 1342, 1470.
 inline SourceChar get() {
   input_frame* const frame = gCurrentFrame;
-  if (frame != nullptr && !in_depthDue(frame)) {
+  if (frame != nullptr && !frame->depth_due) {
     if (in_isFile(frame)) {
       const unsigned char byte = *frame->file_pos;
       if (!gReadSpecial.has[byte]) {
@@ -201,7 +210,9 @@ using unit_sink = void (*)(SourceChar);
 
 void scan_identifier(SourceChar first);          // into gToken, cut at gIdentifierMax
 macro_def* scan_lookup(SourceChar first);        // the same; the macro if it may be expanded here
+bool scan_isVisible(const macro_def* macro);      // may its name, just read, be expanded here?
 SourceChar scan_expandName(SourceChar c);        // expands until no call is left; what remains
+SourceChar scan_expandFurther(SourceChar c);     // the same within an expansion: the depth goes on
 bool scan_catenate(SourceChar c);                // pastes at a CH_PASTE; raises 169, fatal 155
 bool scan_string(SourceChar quote, unit_sink sink);
 void scan_number(SourceChar first, unit_sink sink);

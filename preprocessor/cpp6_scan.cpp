@@ -24,7 +24,7 @@ static bool continues_identifier(SourceChar c) {
 // The run of letters and digits at the read position, as far as it lies in one frame.
 static void take_wordRun() {
   input_frame* frame = gCurrentFrame;
-  if (frame == nullptr || in_depthDue(frame)) return;
+  if (frame == nullptr || frame->depth_due) return;
   if (in_isFile(frame)) {
     const unsigned char* p = frame->file_pos;
     while (is_wordByte(*p)) {
@@ -56,14 +56,16 @@ void scan_identifier(SourceChar first) {
 
 // A macro in use is hidden. In a plain frame that lies directly on the macro's own frame it is not:
 // so `F(F(1))` works, where the inner name is met in the argument of the outer call.
+bool scan_isVisible(const macro_def* macro) {
+  if (macro->disable == 0) return true;
+  const input_frame* frame = gCurrentFrame;
+  return frame != nullptr && in_isPlain(frame) && frame->parent != nullptr && frame->parent->macro == macro;
+}
+
 macro_def* scan_lookup(SourceChar first) {
   scan_identifier(first);
   macro_def* macro = macro_findToken();
-  if (macro == nullptr || macro->disable == 0) return macro;
-  const input_frame* frame = gCurrentFrame;
-  const bool own_argument = frame != nullptr && in_isPlain(frame) && frame->parent != nullptr &&
-                            frame->parent->macro == macro;
-  return own_argument ? macro : nullptr;
+  return macro != nullptr && scan_isVisible(macro) ? macro : nullptr;
 }
 
 // A name directly ahead of ## stays as it is: with `#define A B`, `A ## C` pastes A and C.
@@ -75,6 +77,10 @@ static bool is_beforePaste() {
 
 SourceChar scan_expandName(SourceChar c) {
   if (gCurrentFrame != nullptr && in_isFile(gCurrentFrame)) gMacroDepth = 0;
+  return scan_expandFurther(c);
+}
+
+SourceChar scan_expandFurther(SourceChar c) {
   while (char_class(c) == CC_LETTER) {
     macro_def* macro = scan_lookup(c);
     if (macro == nullptr || is_beforePaste() || !macro_expand(macro)) break;
@@ -143,7 +149,7 @@ bool scan_catenate(SourceChar c) {
 // Units of a literal that mean nothing to its scanner go to the sink without a call of get.
 static void pass_literalRun(SourceChar quote, unit_sink sink) {
   input_frame* frame = gCurrentFrame;
-  if (frame == nullptr || !in_isFile(frame) || in_depthDue(frame)) return;
+  if (frame == nullptr || !in_isFile(frame) || frame->depth_due) return;
   for (;;) {
     const unsigned char c = *frame->file_pos;
     if (c == quote || c == '\\' || c == '?' || c == '\n' || c == 0) return;

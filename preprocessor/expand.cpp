@@ -156,7 +156,7 @@ static Unit* take_argumentRun(Unit* p) {
 
 static void take_plainRun() {
   input_frame* frame = gCurrentFrame;
-  if (frame == nullptr || in_isPlain(frame) || in_depthDue(frame)) return;
+  if (frame == nullptr || in_isPlain(frame) || frame->depth_due) return;
   if (in_isFile(frame)) {
     frame->file_pos = take_argumentRun(frame->file_pos);
   } else {

@@ -53,7 +53,7 @@ sed 's/&amp;/\&/g; s/&gt;/>/g' shown >rows
 cat >expected <<'ROWS'
 Command Line Arguments for CPP -> Command Line Arguments for CPP
 CPP symbol table -> CPP symbol table
-arguments: -DLIMIT --udf=x.html in.c
+arguments: in.c --udf=x.html in.c
 scrolled: true, heading at 0
 ADD | 2 | (([0>) + ([1>))
 ADD | 2 | (([0>) + ([1>))

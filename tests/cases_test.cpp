@@ -28,11 +28,8 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
-#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -76,21 +73,18 @@ std::vector<string> splitLines(const string& text) {
 }
 
 string unescape(const string& text, string& error) {
-  static const std::map<char, string> kEscapes = {{'n', "\n"},         {'t', "\t"},  {'r', "\r"},
-                                                  {'0', string(1, 0)}, {'\\', "\\"}, {'\n', ""}};
+  static const std::map<char, char> kEscapes = {{'n', '\n'}, {'t', '\t'}, {'r', '\r'}, {'0', 0}, {'\\', '\\'}};
   string result;
   for (std::size_t i = 0; i < text.size(); i++) {
-    if (text[i] != '\\') {
-      result += text[i];
-      continue;
-    }
-    char letter = ++i < text.size() ? text[i] : '\n';
-    if (letter == 'x' && i + 2 < text.size() && isxdigit(text[i + 1]) && isxdigit(text[i + 2])) {
-      result += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
-      i += 2;
-    } else if (auto found = kEscapes.find(letter); found != kEscapes.end()) {
+    char letter = text[i] == '\\' && i + 1 < text.size() ? text[++i] : 0;
+    if (auto found = kEscapes.find(letter); found != kEscapes.end()) {
       result += found->second;
-    } else {
+    } else if (letter == 'x' && i + 2 < text.size()) {
+      result += static_cast<char>(std::strtol(text.substr(i + 1, 2).c_str(), nullptr, 16));
+      i += 2;
+    } else if (letter == 0) {
+      result += text[i];
+    } else if (letter != '\n') {
       error = string("unknown escape \\") + letter;
     }
   }
@@ -217,20 +211,15 @@ class CaseTest : public testing::Test {
  public:
   explicit CaseTest(const Case& c) : case_(c) {}
 
-  void SetUp() override {
+  void TestBody() override {
+    SCOPED_TRACE(case_.place);
+    ASSERT_EQ(case_.error, "");
     char name[] = "/tmp/cpp-cases-XXXXXX";
     ASSERT_NE(mkdtemp(name), nullptr);
     root_ = name;
     dir_ = root_ / "run";
     for (const auto& [path, text] : case_.files) writeFile(dir_ / path, filled(text));
     writeFile(root_ / "in", filled(case_.input));
-  }
-
-  void TearDown() override { fs::remove_all(root_); }
-
-  void TestBody() override {
-    SCOPED_TRACE(case_.place);
-    ASSERT_EQ(case_.error, "");
     int status = run();
     if (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM)
       ADD_FAILURE() << "the run took more than " << kSecondsPerRun << " s";
@@ -244,6 +233,7 @@ class CaseTest : public testing::Test {
       EXPECT_TRUE(fs::exists(dir_ / path)) << path << " was not written";
       expectText(path.c_str(), filled(text), readFile(dir_ / path));
     }
+    fs::remove_all(root_);
   }
 
  private:
@@ -289,17 +279,13 @@ class CaseTest : public testing::Test {
 };
 
 bool registerFile(const fs::path& path) {
-  static std::vector<std::vector<std::pair<string, Case>>> gAllCases;  // lives as long as the tests
-  gAllCases.push_back(parseCases(path));
-  std::set<string> titles;
-  for (auto& [title, c] : gAllCases.back()) {
-    if (!titles.insert(title).second) c.error = "a second case of this title";
-    const Case* data = &c;
-    testing::RegisterTest(path.stem().c_str(), title.c_str(), nullptr, nullptr, path.c_str(), 1,
-                          [data]() -> testing::Test* { return new CaseTest(*data); });
+  auto* cases = new std::vector<std::pair<string, Case>>(parseCases(path));  // the tests refer to it
+  for (const auto& [title, c] : *cases) {
+    auto make = [data = &c]() -> testing::Test* { return new CaseTest(*data); };
+    testing::RegisterTest(path.stem().c_str(), title.c_str(), nullptr, nullptr, path.c_str(), 1, make);
   }
-  if (titles.empty()) fprintf(stderr, "cases_test: no cases in %s\n", path.c_str());
-  return !titles.empty();
+  if (cases->empty()) fprintf(stderr, "cases_test: no cases in %s\n", path.c_str());
+  return !cases->empty();
 }
 
 }  // namespace
@@ -312,11 +298,9 @@ int main(int argc, char** argv) {
   std::vector<fs::path> roots(argv + 1, argv + argc), files;
   if (roots.empty()) roots.push_back(DEFAULT_CASES);
   for (const fs::path& root : roots) {
-    if (!fs::is_directory(root)) {
-      files.push_back(root);
-      continue;
-    }
-    for (const auto& entry : fs::directory_iterator(root))
+    if (!fs::is_directory(root)) files.push_back(root);
+    std::error_code no_folder;
+    for (const auto& entry : fs::directory_iterator(root, no_folder))
       if (entry.path().extension() == ".txt") files.push_back(entry.path());
   }
   std::sort(files.begin(), files.end());

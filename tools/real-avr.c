@@ -7,7 +7,7 @@
 #include <util/delay.h>
 
 #define UBRR_OF(baud)   (F_CPU / 16 / (baud) - 1)
-#define SHOW(pin)       (PORTB = (PORTB & ~_BV(PORTB##pin)) | (_BV(PORTB##pin) & -(counted & 1)))
+#define SHOW(port, bit) (port = (port & ~_BV(bit)) | (_BV(bit) & -(counted & 1)))
 
 static const char label[] PROGMEM = "pulses ";
 static unsigned counted;
@@ -31,7 +31,7 @@ int main(void)
         wdt_reset();
         counted += TCNT1;
         TCNT1 = 0;
-        SHOW(5);
+        SHOW(PORTB, PORTB5);
         for (p = label; pgm_read_byte(p); p++)
             put(pgm_read_byte(p));
         utoa(counted, digits, 10);

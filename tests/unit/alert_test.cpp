@@ -137,7 +137,7 @@ TEST_F(Catalogue, LinesAreReadAsTold) {
 
 // The table's rows are found without reading it whole, which relies on its form.
 TEST_F(Catalogue, TheEmbeddedTableReadsLikeAnyFile) {
-  const std::string table(gCatalogueTable, gCatalogueTableEnd);
+  const std::string table(gCatalogueTable, gCatalogueTableSize);
   std::vector<std::string> rows[2];
   for (const bool as_table : {true, false}) {
     const temp_file file(as_table ? table : table + "#\n");

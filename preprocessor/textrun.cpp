@@ -1,0 +1,308 @@
+// Runs of plain tokens, over the bytes of a file frame and over the units of the other frames.
+#include "preprocessor/textrun.h"
+
+#include <cstring>
+
+#include "preprocessor/cpp6.h"
+#include "preprocessor/expand.h"
+#include "preprocessor/output.h"
+
+// A token is written without a test for room: a longer one takes the ordinary road.
+constexpr std::uint32_t RUN_TOKEN_MAX = LINE_UNITS;
+static_assert(RUN_TOKEN_MAX * 2 < OUT_BUFFER_BYTES);
+
+template <class Unit>
+static bool is_plain(Unit c) {
+  return char_isByte(c) && !gReadSpecial.has[c];
+}
+
+static bool is_word(SourceChar c) {
+  return char_isByte(c) && (char_classTable.of[c] == CC_LETTER || char_classTable.of[c] == CC_DIGIT);
+}
+
+// A slash that opens no comment, whatever the next unit turns out to be.
+template <class Unit>
+static bool is_loneSlash(const Unit* p) {
+  return *p == '/' && is_plain(p[1]) && p[1] != '*';
+}
+
+// --- Tokens: each returns the end of the token at `p`, or nullptr for the ordinary road ---
+
+template <class Unit>
+static Unit* end_ofSuffix(Unit* p) {
+  bool seen_u = false;
+  bool seen_l = false;
+  for (;; p++) {
+    const SourceChar c = char_upper(*p);
+    bool* seen = c == 'U' ? &seen_u : c == 'L' ? &seen_l : nullptr;
+    if (seen == nullptr || *seen) return p;
+    *seen = true;
+  }
+}
+
+template <class Unit>
+static Unit* end_ofNumber(Unit* p) {
+  if (p[0] == '0' && char_upper(p[1]) == 'X') {
+    p += 2;
+    while (char_isDigit(*p) || char_upper(*p) - 'A' < 6) p++;
+    return end_ofSuffix(p);
+  }
+  const bool leading_zero = *p == '0';
+  while (char_isDigit(*p)) p++;
+  const SourceChar c = char_upper(*p);
+  if (c == '.' || c == 'E' || (leading_zero && c == 'B')) return nullptr;
+  return end_ofSuffix(p);
+}
+
+template <class Unit>
+static Unit* end_ofString(Unit* p) {
+  const Unit quote = *p++;
+  while (*p != quote) {
+    if (!char_isByte(*p) || *p == 0 || *p == '\n' || (*p == '?' && p[1] == '?')) return nullptr;
+    if (*p == '\\') {
+      p++;
+      if (!char_isByte(*p) || *p == 0 || *p == '\n' || *p == '?') return nullptr;
+    }
+    p++;
+  }
+  return p + 1;
+}
+
+// --- What follows the end of a text, without reading it ---
+
+enum run_kind { TOKEN_NAME, TOKEN_NUMBER, TOKEN_SIGN };
+
+template <class Unit>
+static bool is_quietUnit(const Unit* p, run_kind kind) {
+  if (!is_plain(*p) && !is_loneSlash(p)) return false;
+  if (kind == TOKEN_SIGN) return true;
+  return !is_word(*p) && (kind == TOKEN_NAME || *p != '.');
+}
+
+// The look-ahead of a token that ends with the text of `frame`: a plain frame gives way to the text
+// below; a macro frame gives its mark, which only a number runs across.
+static bool is_quietBelow(const input_frame* frame, run_kind kind) {
+  while (frame->macro == nullptr || kind == TOKEN_NUMBER) {
+    frame = frame->parent;
+    if (frame == nullptr || frame->at_end) return false;
+    if (in_isFile(frame)) return is_quietUnit(frame->file_pos, kind);
+    if (*frame->text_pos != 0) return is_quietUnit(frame->text_pos, kind);
+  }
+  return true;
+}
+
+// That look-ahead, done: the current frame is then the one that the next unit comes from.
+static void look_below(run_kind kind) {
+  while (!in_isFile(gCurrentFrame) && *gCurrentFrame->text_pos == 0) {
+    if (gCurrentFrame->macro != nullptr) {
+      gCurrentFrame->carried = 0;   // the mark was delivered
+      if (kind != TOKEN_NUMBER) return;
+    }
+    in_endText();
+  }
+  in_settle(gCurrentFrame, 1);
+}
+
+// --- Tokens ---
+
+template <class Unit>
+struct plain_token {
+  Unit* end;               // absent: the ordinary road
+  std::uint32_t length;    // units to write; a name is cut
+  run_kind kind;
+  bool looks_ahead;
+};
+
+template <class Unit>
+static Unit* end_ofWord(Unit* p) {
+  while (is_word(*p)) p++;
+  return p;
+}
+
+template <class Unit>
+static plain_token<Unit> measure(Unit* p) {
+  plain_token<Unit> token = {p + 1, 1, TOKEN_SIGN, true};
+  const int code = char_class(*p);
+  switch (code) {
+    case CC_LETTER:
+      token.end = end_ofWord(p + 1);
+      token.kind = TOKEN_NAME;
+      break;
+    case CC_DIGIT:
+      token.end = end_ofNumber(p);
+      token.kind = TOKEN_NUMBER;
+      break;
+    case CC_DOT:
+      if (char_isDigit(p[1])) token.end = nullptr;
+      break;
+    case CC_QUOTE:
+      token.end = end_ofString(p);
+      token.looks_ahead = false;
+      break;
+    default:
+      token.looks_ahead = char_canCatenate(code);
+      break;
+  }
+  if (token.end == nullptr) return token;
+  token.length = static_cast<std::uint32_t>(token.end - p);
+  if (token.kind == TOKEN_NAME && token.length > gIdentifierMax) token.length = gIdentifierMax;
+  return token;
+}
+
+// May the token be taken here, look-ahead and all?
+template <class Unit>
+static bool is_quiet(const input_frame* frame, const plain_token<Unit>* token) {
+  if (token->end == nullptr || token->length > RUN_TOKEN_MAX) return false;
+  if (!token->looks_ahead) return true;
+  const Unit* next = token->end;
+  if (*next == 0 && !in_isFile(frame)) return is_quietBelow(frame, token->kind);
+  return is_plain(*next) || *next == '\n' || is_loneSlash(next);
+}
+
+// May a token begin at `*p`?
+template <class Unit>
+static bool begins_token(const Unit* p, bool in_file) {
+  if (is_plain(*p)) return true;
+  if (*p == '/') return is_loneSlash(p);
+  if (*p == '?') return !(in_file && p[1] == '?');
+  return *p == CH_NO_EXPAND && is_word(p[1]);
+}
+
+// --- Names ---
+
+static const unsigned char* name_bytes(const unsigned char* name, std::uint32_t, unsigned char*) { return name; }
+
+static const unsigned char* name_bytes(const SourceChar* name, std::uint32_t length, unsigned char* bytes) {
+  for (std::uint32_t i = 0; i < length; i++) bytes[i] = static_cast<unsigned char>(name[i]);
+  std::memset(bytes + length, 0, sizeof(std::uint64_t));
+  return bytes;
+}
+
+// The macro of that name, hidden or not. A name that begins with CH_NO_EXPAND is no macro's.
+template <class Unit>
+static macro_def* find_macro(const Unit* name, std::uint32_t length) {
+  unsigned char bytes[IDENTIFIER_MAX + sizeof(std::uint64_t)];
+  if (*name == CH_NO_EXPAND) return nullptr;
+  return macro_find(name_bytes(name, length, bytes), length);
+}
+
+static void write_blank(text_state* state) {
+  if (state->spaces) out_byte(' ');
+  state->spaces = state->expanded = false;
+}
+
+// A call in place of the name that has just been passed. A name that turns out to be no call is text.
+static void expand_name(macro_def* macro, text_state* state) {
+  write_blank(state);
+  if (macro_expand(macro)) {
+    state->expanded = true;
+    return;
+  }
+  sc_copy(gToken, macro->name);
+  gTokenLength = macro->name_length;
+  if (!scan_catenate(gToken[0])) out_name(gToken);
+}
+
+// --- The run ---
+
+enum run_end {
+  RUN_ORDINARY,   // the ordinary road has the next token
+  RUN_FRAME,      // another frame is current
+};
+
+template <class Unit>
+static void write_units(const Unit* from, std::uint32_t length, text_state* state) {
+  out_reserve(RUN_TOKEN_MAX + 1);
+  unsigned char* out = gOutPos;
+  if (state->spaces) *out++ = ' ';
+  state->spaces = state->expanded = false;
+  for (std::uint32_t i = 0; i < length; i++) *out++ = static_cast<unsigned char>(from[i]);
+  gOutPos = out;
+}
+
+template <class Unit>
+static Unit* pass_spaces(input_frame* frame, Unit* p, text_state* state) {
+  for (; char_class(*p) == CC_SPACE; p++) {
+    in_settle(frame, 1);
+    if (*p == CH_PASTE) {
+      state->expanded = false;
+    } else if (state->expanded) {
+      write_units(p, 1, state);
+    } else {
+      state->spaces = true;
+    }
+  }
+  return p;
+}
+
+// Takes tokens from `*pos` on, which is the read position of `frame`.
+template <class Unit>
+static run_end run(input_frame* frame, Unit** pos, text_state* state) {
+  const bool in_file = in_isFile(frame);
+  for (;;) {
+    Unit* p = *pos = pass_spaces(frame, *pos, state);
+    if (!begins_token(p, in_file)) return RUN_ORDINARY;
+    const plain_token<Unit> token = measure(p);
+    if (!is_quiet(frame, &token)) return RUN_ORDINARY;
+    macro_def* macro = token.kind == TOKEN_NAME ? find_macro(p, token.length) : nullptr;
+    const bool at_end = token.looks_ahead && *token.end == 0 && !in_file;
+    *pos = token.end;
+    in_settle(frame, static_cast<std::int32_t>(token.end - p) + (token.looks_ahead && !at_end ? 1 : 0));
+    if (macro == nullptr) write_units(p + (*p == CH_NO_EXPAND), token.length - (*p == CH_NO_EXPAND), state);
+    if (at_end) look_below(token.kind);
+    if (macro != nullptr) {
+      if (scan_isVisible(macro)) {
+        expand_name(macro, state);
+        return RUN_FRAME;
+      }
+      write_units(p, token.length, state);
+    }
+    if (gCurrentFrame != frame) return RUN_FRAME;
+  }
+}
+
+// At what is no token in a text frame: markers of parameters, and its end.
+static run_end pass_marker(input_frame* frame, text_state* state) {
+  const SourceChar c = *frame->text_pos;
+  if (ch_isParam(c)) {
+    frame->text_pos++;
+    in_pushArgument(c - CH_PARAM_BASE);
+    if (gCurrentFrame != frame && frame->carried != 0) {
+      gCurrentFrame->carried = frame->carried;
+      gCurrentFrame->depth_due = true;
+      frame->carried = 0;
+    }
+    return RUN_FRAME;
+  }
+  if (c != 0) return RUN_ORDINARY;
+  if (frame->macro != nullptr && !frame->at_end) {
+    write_blank(state);
+    frame->carried = 0;
+  }
+  in_endText();
+  return RUN_FRAME;
+}
+
+static run_end run_text(input_frame* frame, text_state* state) {
+  const run_end end = frame->at_end ? RUN_ORDINARY : run(frame, &frame->text_pos, state);
+  return end == RUN_ORDINARY && gCurrentFrame == frame ? pass_marker(frame, state) : end;
+}
+
+bool text_run(text_state* state) {
+  for (;;) {
+    input_frame* frame = gCurrentFrame;
+    if (frame == nullptr || gInAsm) return false;
+    if (!in_isFile(frame)) {
+      if (run_text(frame, state) == RUN_ORDINARY) return false;
+      continue;
+    }
+    gMacroDepth = 0;
+    if (run(frame, &frame->file_pos, state) == RUN_FRAME) continue;
+    if (*frame->file_pos != '\n') return false;
+    in_settle(frame, 1);
+    frame->file_pos++;
+    gLine++;
+    out_byte('\n');
+    return true;
+  }
+}
