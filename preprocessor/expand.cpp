@@ -48,13 +48,29 @@ static void drain_macroText(const macro_def* macro) {
   gMacroDepth = 0;
 }
 
+// A text such as `a//` for a macro `a` ends in its own name and takes the reader to the end of the line:
+// the name is met behind its frame, in the file, and would expand for ever without the depth growing.
+// True once a name has been expanded that often with the file at one and the same place.
+static bool is_endless() {
+  static const unsigned char* last_pos;
+  static std::uint64_t last_serial;
+  static std::uint32_t last_line;
+  static std::uint32_t count;
+  const input_frame* frame = gCurrentFrame;
+  if (frame == nullptr || !in_isFile(frame)) return false;
+  const bool same = frame->file_pos == last_pos && frame->serial == last_serial && gLine == last_line;
+  last_pos = frame->file_pos;
+  last_serial = frame->serial;
+  last_line = gLine;
+  count = same ? count + 1 : 0;
+  return count >= MACRO_DEPTH_MAX;
+}
+
 // Counts one more open expansion; false if that is one too many.
 static bool enter_depth(const macro_def* macro) {
-  if (gMacroDepth++ == 0) {
-    gDepthHead = macro;
-    return true;
-  }
-  if (gMacroDepth != MACRO_DEPTH_MAX) return true;
+  const bool endless = is_endless();
+  if (gMacroDepth++ == 0) gDepthHead = macro;
+  if (gMacroDepth != MACRO_DEPTH_MAX && !endless) return true;
   drain_macroText(macro);
   return false;
 }
