@@ -221,15 +221,13 @@ static void push_back(first_word* word) {
   in_pushText(word->text);
 }
 
-static bool is_word(SourceChar c) { return char_class(c) == CC_DIGIT || char_class(c) == CC_LETTER; }
-
 // Reads three characters and then as much of `ifdef` or `ifndef` as matches; returns the word, or nullptr
 // once a character fails.
 static const char* match_conditional(first_word* word) {
   SourceChar folded[3];
   for (SourceChar& c : folded) {
     c = read_folded(word);
-    if (!is_word(c)) return nullptr;
+    if (!char_isWord(c)) return nullptr;
   }
   const bool is_if = folded[0] == 'i' && folded[1] == 'f';
   const SourceChar fourth = read_folded(word);
@@ -247,7 +245,7 @@ static void asm_conditional() {
   first_word word = {{0}, 0};
   const SourceChar first = get();
   unget();
-  if (!is_word(first)) return;
+  if (!char_isWord(first)) return;
   const char* conditional = match_conditional(&word);
   if (conditional == nullptr) {
     push_back(&word);

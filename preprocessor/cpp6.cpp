@@ -102,16 +102,13 @@ void in_pushArgument(std::uint32_t n) {
   }
   if (caller->args == nullptr || caller->args[n] == nullptr) return;
   SourceChar* text = caller->args[n];
-  std::uint32_t length = 0;
-  bool may_change = false;
-  for (; text[length] != 0; length++) may_change = may_change || text[length] == '/';
-  input_frame* frame = in_pushFrame(may_change ? length + 1 : 0, gEmptyText);
-  if (may_change) {
-    std::memcpy(frame->buffer, text, (length + 1) * sizeof(SourceChar));
+  if (caller->args_have_slash) {
+    in_pushText(text);
   } else {
+    input_frame* frame = in_pushFrame(0, gEmptyText);
     frame->text_start = frame->text_pos = text;
   }
-  frame->arg_of = macro;
+  gCurrentFrame->arg_of = macro;
   macro->disable--;
 }
 
@@ -120,7 +117,7 @@ void in_pushArgument(std::uint32_t n) {
 static constexpr byte_set make_special() {
   byte_set special{};
   constexpr unsigned char kSpecial[] = {0, '\n', '\v', '\f', '\r', '/', '?', '\\'};
-  for (unsigned char byte : kSpecial) special.has[byte] = 1;
+  for (unsigned char byte : kSpecial) special.has[byte] = true;
   return special;
 }
 byte_set gReadSpecial = make_special();

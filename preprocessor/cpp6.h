@@ -43,16 +43,16 @@ struct macro_def {
   std::uint32_t hash;        // sum of the name's units, plus their number
   std::int32_t nargs;        // parameters, or a macro_kind
   std::int32_t disable;      // expansions that now hide the name
-  char* file;                // owned; where #define made the entry, absent for -D and presets
+  const char* file;          // interned; where #define made the entry, absent for -D and presets
   std::int32_t line;
-  SourceChar* name;          // owned
+  SourceChar* name;          // behind the entry, like `bytes`
   macro_def* previous;       // in the chain
   std::uint32_t name_length;
   std::uint32_t body_length;
   std::uint32_t frames;      // macro frames that hold this entry's text
   std::uint8_t traits;       // body_traits of `body`
   bool removed;              // out of the table, kept only for its living frames
-  char* bytes;               // owned; the name in bytes for the look-up, absent if it holds a marker
+  char* bytes;               // the name in bytes for the look-up, absent if it holds a marker
 };
 
 constexpr std::uint32_t MACRO_CHAINS = 8192;
@@ -102,6 +102,7 @@ struct input_frame {
   SourceChar* line_name;          // owned; file name set by #line, or absent
   macro_def* arg_of;              // argument frame: the macro whose `disable` was lowered for it
   bool at_end;                    // CH_MACRO_END has been delivered
+  bool args_have_slash;           // a comment may end in one of `args`
   bool depth_due;                 // `carried` or the parent's `pending_depth` is not 0
   SourceChar* text_start;         // first cell of the text; in `buffer`, or lent by its owner
   SourceChar* owned_name;         // `name` if the frame owns it
@@ -141,9 +142,6 @@ void in_releaseMain();
 
 // Bytes at which get() has to look closer: line ends, comments, backslashes, trigraphs, and `;` once
 // gVlasmMode is set.
-struct byte_set {
-  std::uint8_t has[256];
-};
 extern byte_set gReadSpecial;
 
 SourceChar in_getSlow();

@@ -11,14 +11,10 @@
 
 // --- Identifiers ---
 
-static bool is_wordByte(SourceChar byte) {
-  return char_classTable.of[byte] == CC_LETTER || char_classTable.of[byte] == CC_DIGIT;
-}
-
 static bool continues_identifier(SourceChar c) {
   if (c == CH_NO_EXPAND) return true;
   if (c == CH_PASTE || (c & 0xff00) != 0) return false;
-  return is_wordByte(c & 0xff);
+  return kWordBytes.has[c & 0xff];
 }
 
 // The run of letters and digits at the read position, as far as it lies in one frame.
@@ -27,14 +23,14 @@ static void take_wordRun() {
   if (frame == nullptr || frame->depth_due) return;
   if (in_isFile(frame)) {
     const unsigned char* p = frame->file_pos;
-    while (is_wordByte(*p)) {
+    while (kWordBytes.has[*p]) {
       if (gTokenLength < gIdentifierMax) gToken[gTokenLength++] = *p;
       p++;
     }
     frame->file_pos += p - frame->file_pos;
   } else {
     SourceChar* p = frame->text_pos;
-    while (char_isByte(*p) && is_wordByte(*p)) {
+    while (char_isWord(*p)) {
       if (gTokenLength < gIdentifierMax) gToken[gTokenLength++] = *p;
       p++;
     }

@@ -14,6 +14,9 @@
 
 macro_chain gMacroTable[MACRO_CHAINS];
 
+// A name is read eight bytes at a time, and so up to this many past its end.
+constexpr std::uint32_t NAME_SLACK = sizeof(std::uint64_t);
+
 // --- The look-up table ---
 
 struct index_slot {
@@ -183,9 +186,6 @@ static void chain_erase(macro_chain* chain, std::uint32_t place) {
 
 static void free_entry(macro_def* macro) {
   std::free(macro->body);
-  std::free(macro->name);
-  std::free(macro->file);
-  std::free(macro->bytes);
   std::free(macro);
 }
 
@@ -203,19 +203,18 @@ void macro_unhold(macro_def* macro) {
   if (--macro->frames == 0 && macro->removed) discard_entry(macro);
 }
 
-static char* name_bytes(const SourceChar* name, std::uint32_t length) {
-  SourceChar all = 0;
-  for (std::uint32_t i = 0; i < length; i++) all |= name[i];
-  if (!char_isByte(all)) return nullptr;
-  return sc_toNarrow(mem_array<char>(length + 8), name);
-}
-
+// The entry and both forms of its name in one piece.
 static macro_def* new_entry(const SourceChar* name, std::uint32_t hash) {
-  auto* entry = mem_array<macro_def>(1);
+  const std::uint32_t length = sc_length(name);
+  const std::uint32_t units = (length + 1) * static_cast<std::uint32_t>(sizeof(SourceChar));
+  auto* entry = static_cast<macro_def*>(
+      mem_alloc(static_cast<std::uint32_t>(sizeof(macro_def)) + units + length + NAME_SLACK));
   entry->hash = hash;
-  entry->name_length = sc_length(name);
-  entry->name = sc_dupN(name, entry->name_length);
-  entry->bytes = name_bytes(name, entry->name_length);
+  entry->name_length = length;
+  entry->name = reinterpret_cast<SourceChar*>(entry + 1);
+  SourceChar all = 0;
+  for (std::uint32_t i = 0; i < length; i++) all |= entry->name[i] = name[i];
+  if (char_isByte(all)) entry->bytes = sc_toNarrow(reinterpret_cast<char*>(entry->name + length + 1), name);
   return entry;
 }
 

@@ -11,6 +11,7 @@
 #include <cstdlib>
 
 #include "common/alert.h"
+#include "common/stringcache.h"
 #include "preprocessor/cpp6.h"
 #include "preprocessor/reports.h"
 
@@ -182,14 +183,28 @@ static void encode_body(SourceChar c, const macro_def* macro, const parameter_li
 static void compare_bodies(const macro_def* macro, const SourceChar* old) {
   if (old != nullptr && sc_compare(old, macro->body) == 0) return;
   char* name = sc_narrowDup(macro->name);
-  alert(111u, static_cast<const char*>(name), static_cast<const char*>(macro->file), static_cast<int>(macro->line));
+  alert(111u, static_cast<const char*>(name), macro->file, static_cast<int>(macro->line));
   std::free(name);
+}
+
+// The interned name of the current frame; most definitions come from the same frame as the last one.
+static const char* current_fileName() {
+  static std::uint64_t last_serial;
+  static const char* last_name;
+  if (gCurrentFrame == nullptr) return nullptr;
+  if (gCurrentFrame->serial != last_serial) {
+    char* name = sc_narrowDup(gCurrentFrame->name);
+    last_name = cache_intern(name);
+    last_serial = gCurrentFrame->serial;
+    std::free(name);
+  }
+  return last_name;
 }
 
 static macro_def* enter_here() {
   macro_def* macro = macro_enter(gToken, false);
   macro->line = static_cast<std::int32_t>(gLine);
-  if (gCurrentFrame != nullptr) macro->file = sc_narrowDup(gCurrentFrame->name);
+  macro->file = current_fileName();
   return macro;
 }
 

@@ -50,20 +50,21 @@ static void drain_macroText(const macro_def* macro) {
 
 // A text such as `a//` for a macro `a` ends in its own name and takes the reader to the end of the line:
 // the name is met behind its frame, in the file, and would expand for ever without the depth growing.
-// True once a name has been expanded that often with the file at one and the same place.
+// True once that many names have been expanded with the file no further than before.
 static bool is_endless() {
-  static const unsigned char* last_pos;
-  static std::uint64_t last_serial;
-  static std::uint32_t last_line;
+  static const unsigned char* furthest;
+  static std::uint64_t serial;
+  static std::uint32_t line;
   static std::uint32_t count;
   const input_frame* frame = gCurrentFrame;
   if (frame == nullptr || !in_isFile(frame)) return false;
-  const bool same = frame->file_pos == last_pos && frame->serial == last_serial && gLine == last_line;
-  last_pos = frame->file_pos;
-  last_serial = frame->serial;
-  last_line = gLine;
-  count = same ? count + 1 : 0;
-  return count >= MACRO_DEPTH_MAX;
+  if (frame->serial != serial || gLine != line || frame->file_pos > furthest) {
+    furthest = frame->file_pos;
+    serial = frame->serial;
+    line = gLine;
+    count = 0;
+  }
+  return ++count > MACRO_DEPTH_MAX;
 }
 
 // Counts one more open expansion; false if that is one too many.
@@ -157,26 +158,49 @@ static SourceChar skip_argumentSpace(SourceChar c, collector* at) {
   return c;
 }
 
+constexpr byte_set make_argumentBytes() {
+  byte_set bytes{};
+  for (int c = 1; c < 256; c++) {
+    const int code = char_classTable.of[c];
+    bytes.has[c] = c != ',' && code != CC_SPACE && code != CC_QUOTE && code != CC_OPEN && code != CC_CLOSE;
+  }
+  return bytes;
+}
+
 // Units that an argument takes as they are, from a file frame or a macro frame.
 static bool is_plainArgument(SourceChar c) {
-  if (!char_isByte(c) || gReadSpecial.has[c]) return false;
-  const int code = char_classTable.of[c];
-  return code != CC_SPACE && code != CC_QUOTE && code != CC_OPEN && code != CC_CLOSE && c != ',';
+  static constexpr byte_set kArgumentBytes = make_argumentBytes();
+  return char_isByte(c) && kArgumentBytes.has[c] && !gReadSpecial.has[c];
 }
 
 template <class Unit>
-static Unit* take_argumentRun(Unit* p) {
-  while (is_plainArgument(*p) && gMacroAreaFill < MACRO_AREA_UNITS) gMacroArea[gMacroAreaFill++] = *p++;
+static Unit* take_argumentRun(Unit* p, collector* at) {
+  SourceChar* fill = gMacroArea + gMacroAreaFill;
+  SourceChar* const limit = gMacroArea + MACRO_AREA_UNITS;
+  for (; fill < limit; p++) {
+    if (*p == '(') {
+      at->depth++;
+    } else if (*p == ')' || *p == ',') {
+      if (at->depth == 0) break;
+      if (*p == ')') at->depth--;
+    } else if (*p == ' ') {
+      if (!is_plainArgument(p[1])) break;
+    } else if (!is_plainArgument(*p)) {
+      break;
+    }
+    *fill++ = *p;
+  }
+  gMacroAreaFill = static_cast<std::uint32_t>(fill - gMacroArea);
   return p;
 }
 
-static void take_plainRun() {
+static void take_plainRun(collector* at) {
   input_frame* frame = gCurrentFrame;
   if (frame == nullptr || in_isPlain(frame) || frame->depth_due) return;
   if (in_isFile(frame)) {
-    frame->file_pos = take_argumentRun(frame->file_pos);
+    frame->file_pos = take_argumentRun(frame->file_pos, at);
   } else {
-    frame->text_pos = take_argumentRun(frame->text_pos);
+    frame->text_pos = take_argumentRun(frame->text_pos, at);
   }
 }
 
@@ -223,7 +247,7 @@ static argument_end store_unit(SourceChar c, collector* at) {
   if (c == ')') at->depth--;
   put_blankIfDue(at);
   area_put(c);
-  take_plainRun();
+  take_plainRun(at);
   return ARG_GOES_ON;
 }
 
@@ -377,7 +401,13 @@ static void attach_arguments(input_frame* frame, const macro_def* macro, const a
     frame->arg_capacity = units < 256 ? 256 : units * 2;
     frame->arg_text = mem_array<SourceChar>(frame->arg_capacity);
   }
-  std::memcpy(frame->arg_text, gMacroArea + area_start, units * sizeof(SourceChar));
+  SourceChar slashes = 0;
+  for (std::uint32_t i = 0; i < units; i++) {
+    const SourceChar unit = gMacroArea[area_start + i];
+    frame->arg_text[i] = unit;
+    slashes |= static_cast<SourceChar>(unit == '/');
+  }
+  frame->args_have_slash = slashes != 0;
   const auto nargs = static_cast<std::uint32_t>(macro->nargs);
   for (std::uint32_t n = 0; n < nargs; n++) {
     frame->arg_table[n] = n < list->count ? frame->arg_text + (list->start[n] - area_start) : nullptr;

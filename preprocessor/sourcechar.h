@@ -58,7 +58,38 @@ enum char_class_code : std::uint8_t {
 struct char_class_table {
   std::uint8_t of[256];
 };
-extern const char_class_table char_classTable;
+constexpr char_class_table make_classTable() {
+  char_class_table table{};
+  for (int c = '0'; c <= '9'; c++) table.of[c] = CC_DIGIT;
+  for (int c = 'A'; c <= 'Z'; c++) table.of[c] = CC_LETTER;
+  for (int c = 'a'; c <= 'z'; c++) table.of[c] = CC_LETTER;
+  table.of['_'] = table.of['$'] = table.of[29] = CC_LETTER;
+  constexpr struct {
+    unsigned char byte;
+    std::uint8_t code;
+  } kSigns[] = {
+      {'+', CC_PLUS}, {'-', CC_MINUS},    {'*', CC_STAR},  {'/', CC_SLASH}, {'%', CC_PERCENT}, {'&', CC_AND},
+      {'|', CC_OR},   {'^', CC_XOR},      {'=', CC_EQUAL}, {'<', CC_LESS},  {'>', CC_GREATER}, {'?', CC_QUESTION},
+      {':', CC_COLON}, {'!', CC_NOT},     {'~', CC_NOT},   {'(', CC_OPEN},  {')', CC_CLOSE},   {'"', CC_QUOTE},
+      {'\'', CC_QUOTE}, {'.', CC_DOT},    {'\t', CC_SPACE}, {' ', CC_SPACE}, {31, CC_SPACE},   {'\\', CC_BACKSLASH},
+      {0, CC_END},
+  };
+  for (auto sign : kSigns) table.of[sign.byte] = sign.code;
+  return table;
+}
+inline constexpr char_class_table char_classTable = make_classTable();
+
+// A set of byte values.
+struct byte_set {
+  bool has[256];
+};
+
+constexpr byte_set make_wordBytes() {
+  byte_set words{};
+  for (int c = 0; c < 256; c++) words.has[c] = char_classTable.of[c] == CC_LETTER || char_classTable.of[c] == CC_DIGIT;
+  return words;
+}
+inline constexpr byte_set kWordBytes = make_wordBytes();   // letters and digits
 
 // The class of any unit, marker or byte.
 inline int char_class(SourceChar c) {
@@ -69,6 +100,7 @@ inline int char_class(SourceChar c) {
 }
 
 inline bool char_isByte(SourceChar c) { return c < 256; }
+inline bool char_isWord(SourceChar c) { return char_isByte(c) && kWordBytes.has[c]; }   // letter or digit
 inline bool char_isDigit(SourceChar c) { return c - '0' < 10; }
 constexpr SourceChar char_upper(SourceChar c) { return c - 'a' < 26 ? c - ('a' - 'A') : c; }
 

@@ -16,10 +16,6 @@ static bool is_plain(Unit c) {
   return char_isByte(c) && !gReadSpecial.has[c];
 }
 
-static bool is_word(SourceChar c) {
-  return char_isByte(c) && (char_classTable.of[c] == CC_LETTER || char_classTable.of[c] == CC_DIGIT);
-}
-
 // A slash that opens no comment, whatever the next unit turns out to be.
 template <class Unit>
 static bool is_loneSlash(const Unit* p) {
@@ -76,7 +72,7 @@ template <class Unit>
 static bool is_quietUnit(const Unit* p, run_kind kind) {
   if (!is_plain(*p) && !is_loneSlash(p)) return false;
   if (kind == TOKEN_SIGN) return true;
-  return !is_word(*p) && (kind == TOKEN_NAME || *p != '.');
+  return !char_isWord(*p) && (kind == TOKEN_NAME || *p != '.');
 }
 
 // The look-ahead of a token that ends with the text of `frame`: a plain frame gives way to the text
@@ -115,7 +111,7 @@ struct plain_token {
 
 template <class Unit>
 static Unit* end_ofWord(Unit* p) {
-  while (is_word(*p)) p++;
+  while (char_isWord(*p)) p++;
   return p;
 }
 
@@ -165,7 +161,7 @@ static bool begins_token(const Unit* p, bool in_file) {
   if (is_plain(*p)) return true;
   if (*p == '/') return is_loneSlash(p);
   if (*p == '?') return !(in_file && p[1] == '?');
-  return *p == CH_NO_EXPAND && is_word(p[1]);
+  return *p == CH_NO_EXPAND && char_isWord(p[1]);
 }
 
 // --- Names ---
@@ -210,14 +206,25 @@ enum run_end {
   RUN_FRAME,      // another frame is current
 };
 
+static void copy_units(unsigned char* to, const SourceChar* from, std::uint32_t length) {
+  for (std::uint32_t i = 0; i < length; i++) to[i] = static_cast<unsigned char>(from[i]);
+}
+
+// Most tokens are short: one copy of fixed length, for which both sides have room.
+static void copy_units(unsigned char* to, const unsigned char* from, std::uint32_t length) {
+  constexpr std::uint32_t SHORT_TOKEN = 16;
+  static_assert(SHORT_TOKEN <= SOURCE_SLACK && SHORT_TOKEN < RUN_TOKEN_MAX);
+  std::memcpy(to, from, SHORT_TOKEN);
+  if (length > SHORT_TOKEN) std::memcpy(to + SHORT_TOKEN, from + SHORT_TOKEN, length - SHORT_TOKEN);
+}
+
 template <class Unit>
 static void write_units(const Unit* from, std::uint32_t length, text_state* state) {
   out_reserve(RUN_TOKEN_MAX + 1);
-  unsigned char* out = gOutPos;
-  if (state->spaces) *out++ = ' ';
+  if (state->spaces) *gOutPos++ = ' ';
   state->spaces = state->expanded = false;
-  for (std::uint32_t i = 0; i < length; i++) *out++ = static_cast<unsigned char>(from[i]);
-  gOutPos = out;
+  copy_units(gOutPos, from, length);
+  gOutPos += length;
 }
 
 template <class Unit>
