@@ -6,7 +6,7 @@
 #   make lint       format and static analysis
 #   make coverage   the tests' coverage, as a table
 #   make bench      processor time beside other preprocessors
-#   make fuzz       mutated input against the sanitizer build
+#   make fuzz       random sources through the sanitizer build, with and without the fast road
 #   make real       whole code bases through the program and a compiler
 #   make clean
 
@@ -52,7 +52,8 @@ bench: build
 fuzz:
 	@tools/setup build
 	$(call compile,asan,program)
-	fuzz/run build/asan/tnk/bin/cpp
+	cmake --build --preset asan --target cpp-ordinary
+	ASAN_OPTIONS=detect_leaks=0 fuzz/run build/asan/tnk/bin/cpp build/asan/cpp-ordinary
 
 real: build
 	@tools/setup real

@@ -12,6 +12,7 @@
 
 #include "common/alert.h"
 #include "common/osdep.h"
+#include "preprocessor/expand.h"
 #include "preprocessor/output.h"
 
 static SourceChar gEmptyText[1];
@@ -54,6 +55,8 @@ input_frame* in_pushFrame(std::uint32_t capacity, const SourceChar* name) {
   frame->arg_of = nullptr;
   frame->at_end = false;
   frame->owned_name = nullptr;
+  frame->furthest = nullptr;
+  frame->stuck = 0;
   frame->serial = ++gFrameSerial;
   gPresetLast = false;
   gCurrentFrame = frame;
@@ -90,17 +93,30 @@ void in_pushText(const SourceChar* text) {
   std::memcpy(frame->buffer, text, (length + 1) * sizeof(SourceChar));
 }
 
+bool in_isStuck(input_frame* frame) {
+  const void* position = in_isFile(frame) ? static_cast<const void*>(frame->file_pos) : frame->text_pos;
+  if (position > frame->furthest) {
+    frame->furthest = position;
+    frame->stuck = 0;
+  }
+  return ++frame->stuck > MACRO_DEPTH_MAX;
+}
+
 // The frame reads the argument where the macro frame keeps it: arguments end before their macro
 // frame does. Only a text in which a comment may end is copied, since the end of a comment leaves a
 // blank in the text, which a second use of the argument must not see.
 void in_pushArgument(std::uint32_t n) {
-  const input_frame* caller = gCurrentFrame;
+  input_frame* caller = gCurrentFrame;
   macro_def* macro = caller->macro;
   if (macro == nullptr || macro->nargs < 0 || n >= static_cast<std::uint32_t>(macro->nargs)) {
     alert(152u, n);
     return;
   }
   if (caller->args == nullptr || caller->args[n] == nullptr) return;
+  if (in_isStuck(caller)) {
+    macro_reportRecursion(macro);
+    return;
+  }
   SourceChar* text = caller->args[n];
   if (caller->args_have_slash) {
     in_pushText(text);
@@ -230,6 +246,7 @@ static read_step read_top(reader* r) {
 static bool next_line(input_frame* frame) {
   if (!source_nextLine(frame->stream)) return false;
   frame->file_pos = frame->stream->line;
+  frame->furthest = nullptr;
   gPlainRunEnd = nullptr;
   gAlertEchoed = false;
   return true;
@@ -380,7 +397,17 @@ static read_step read_blockComment(reader* r, std::uint64_t serial) {
   }
 }
 
+// Does the text below a plain frame that a `/` ends begin with what can't open a comment? Then the frame
+// is not left for the look-ahead, and the slash can be given back.
+static bool is_loneBelow(const input_frame* frame) {
+  if (!in_isPlain(frame) || *frame->text_pos != 0) return false;
+  const input_frame* below = frame->parent;
+  if (below == nullptr || in_isFile(below) || below->at_end) return false;
+  return *below->text_pos != '*' && *below->text_pos != '/' && (*below->text_pos != 0 || below->macro != nullptr);
+}
+
 static read_step read_slash(reader* r) {
+  if (is_loneBelow(r->frame)) return DELIVER;
   const std::uint64_t serial = r->frame->serial;
   gInLiteral = gNoParamSubst = true;
   const SourceChar c = get();

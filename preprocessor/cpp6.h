@@ -106,6 +106,8 @@ struct input_frame {
   bool depth_due;                 // `carried` or the parent's `pending_depth` is not 0
   SourceChar* text_start;         // first cell of the text; in `buffer`, or lent by its owner
   SourceChar* owned_name;         // `name` if the frame owns it
+  const void* furthest;           // for in_isStuck
+  std::uint32_t stuck;
   std::uint64_t serial;           // no two frames of a run have the same
   // Kept from one use of the record to the next:
   SourceChar* buffer;             // owned, `capacity` units
@@ -134,6 +136,11 @@ void in_pushText(const SourceChar* text);
 
 // Pushes argument `n` of the current macro frame, if there is one. Raises fatal 152.
 void in_pushArgument(std::uint32_t n);
+
+// Called where `frame` gives rise to another one. A step back behind the end of a text lands in the text
+// below, which can bring what was just read up again, for ever: true once that has happened more often
+// than any expansion may nest.
+bool in_isStuck(input_frame* frame);
 
 // Gives back the primary source's frame, which the reader leaves alone.
 void in_releaseMain();

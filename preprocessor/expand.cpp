@@ -34,13 +34,17 @@ void macro_forgetHead(const macro_def* macro) {
 
 // --- Depth ---
 
-// Drains all macro text in progress, with the normal end of its frames.
-static void drain_macroText(const macro_def* macro) {
+void macro_reportRecursion(const macro_def* macro) {
   char* name = sc_narrowDup(macro->name);
   char* head = gDepthHead != nullptr ? sc_narrowDup(gDepthHead->name) : nullptr;
   alert(115u, static_cast<const char*>(name), static_cast<const char*>(head));
   std::free(name);
   std::free(head);
+}
+
+// Drains all macro text in progress, with the normal end of its frames.
+static void drain_macroText(const macro_def* macro) {
+  macro_reportRecursion(macro);
   do {
     get();
   } while (gCurrentFrame != nullptr && !in_isFile(gCurrentFrame));
@@ -49,23 +53,9 @@ static void drain_macroText(const macro_def* macro) {
 }
 
 // A text such as `a//` for a macro `a` ends in its own name and takes the reader to the end of the line:
-// the name is met behind its frame, in the file, and would expand for ever without the depth growing.
-// True once that many names have been expanded with the file no further than before.
-static bool is_endless() {
-  static const unsigned char* furthest;
-  static std::uint64_t serial;
-  static std::uint32_t line;
-  static std::uint32_t count;
-  const input_frame* frame = gCurrentFrame;
-  if (frame == nullptr || !in_isFile(frame)) return false;
-  if (frame->serial != serial || gLine != line || frame->file_pos > furthest) {
-    furthest = frame->file_pos;
-    serial = frame->serial;
-    line = gLine;
-    count = 0;
-  }
-  return ++count > MACRO_DEPTH_MAX;
-}
+// the name is met behind its frame, in the text below, and would expand for ever without the depth
+// growing.
+static bool is_endless() { return gCurrentFrame != nullptr && in_isStuck(gCurrentFrame); }
 
 // Counts one more open expansion; false if that is one too many.
 static bool enter_depth(const macro_def* macro) {

@@ -12,6 +12,9 @@ constexpr std::uint32_t MACRO_DEPTH_MAX = 1000;                 // reaching it: 
 // reading goes on behind it. Raises 115, 116, 171, 172, fatal 149, 150, 151, 153.
 bool macro_expand(macro_def* macro);
 
+// Message 115 for `macro`.
+void macro_reportRecursion(const macro_def* macro);
+
 // `macro` is about to be given back: it can't be named as the head of a chain of calls any more.
 void macro_forgetHead(const macro_def* macro);
 

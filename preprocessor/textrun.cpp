@@ -96,7 +96,7 @@ static void look_below(run_kind kind) {
     }
     in_endText();
   }
-  in_settle(gCurrentFrame, 1);
+  in_settle(gCurrentFrame, kind == TOKEN_NAME ? 2 : 1);   // a name is looked behind twice
 }
 
 // --- Tokens ---
