@@ -178,14 +178,11 @@ line_kind kind_of(std::int32_t cls) {
     case 'E':
     case 'e':
     case 'F':
-    case 'f':
-      return KIND_ERROR;
+    case 'f': return KIND_ERROR;
     case ALERT_MESSAGE:
     case 'M':
-    case 'm':
-      return KIND_MESSAGE;
-    default:
-      return KIND_WARNING;
+    case 'm': return KIND_MESSAGE;
+    default: return KIND_WARNING;
   }
 }
 
@@ -230,11 +227,8 @@ void compose_template(unsigned number, line_kind kind) {
       continue;
     }
     switch (*++at) {
-      case 0:
-        return;
-      case 'f':
-        line_place();
-        break;
+      case 0: return;
+      case 'f': line_place(); break;
       case 'l':
         if (!gNoLine && gAlertLineNumber != nullptr) line_number(*gAlertLineNumber);
         break;
@@ -243,21 +237,11 @@ void compose_template(unsigned number, line_kind kind) {
           line_number(static_cast<std::uint32_t>(*gAlertColumn - *gAlertLineStart));
         }
         break;
-      case 'n':
-        line_number(number);
-        break;
-      case 's':
-        line_text(gAlertText);
-        break;
-      case 'a':
-        line_text("preprocessor");
-        break;
-      case 'm':
-        line_text(std::strerror(gAlertErrno));
-        break;
-      default:
-        line_repeat(*at, 1);
-        break;
+      case 'n': line_number(number); break;
+      case 's': line_text(gAlertText); break;
+      case 'a': line_text("preprocessor"); break;
+      case 'm': line_text(std::strerror(gAlertErrno)); break;
+      default: line_repeat(*at, 1); break;
     }
   }
 }

@@ -55,23 +55,12 @@ std::uint32_t read_number(const char*& at, std::uint32_t excess) {
 void read_flags(conversion& c, const char*& at) {
   for (;; at++) {
     switch (*at) {
-      case '-':
-        c.left = true;
-        break;
-      case '+':
-        c.plus = true;
-        break;
-      case ' ':
-        c.blank = true;
-        break;
-      case '0':
-        c.zero = true;
-        break;
-      case '#':
-        c.alt = true;
-        break;
-      default:
-        return;
+      case '-': c.left = true; break;
+      case '+': c.plus = true; break;
+      case ' ': c.blank = true; break;
+      case '0': c.zero = true; break;
+      case '#': c.alt = true; break;
+      default: return;
     }
   }
 }
@@ -170,16 +159,10 @@ void put_argument(out_buffer& out, conversion c, const alert_arg& arg) {
       put_text(out, c, &byte, 1);
       break;
     }
-    case 'u':
-      put_decimal(out, c, "", arg.number);
-      break;
+    case 'u': put_decimal(out, c, "", arg.number); break;
     case 'x':
-    case 'X':
-      put_hex(out, c, arg.number);
-      break;
-    default:
-      put_signed(out, c, arg.number);
-      break;
+    case 'X': put_hex(out, c, arg.number); break;
+    default: put_signed(out, c, arg.number); break;
   }
 }
 

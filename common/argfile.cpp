@@ -73,16 +73,13 @@ static bool take(arg_reader* r, char c) {
       end_word(r);
       return true;
     case '\t':
-    case '\n':
-      end_word(r);
-      return true;
+    case '\n': end_word(r); return true;
     case '\\':
       if (r->escaped) return store_plain(r, c);
       r->escaped = true;
       return true;
     case '\'':
-    case '"':
-      return take_quote(r, c);
+    case '"': return take_quote(r, c);
     default:
       if (r->escaped && !store(r, '\\')) return false;
       return store_plain(r, c);

@@ -86,17 +86,11 @@ inline const char* next_token(const char*& at, const char* end) {
 void set_class(const line_source& in, alert_row& row, const char* token, const char* end) {
   switch (*token) {
     case 'F':
-    case 'f':
-      row.cls = ALERT_FATAL;
-      break;
+    case 'f': row.cls = ALERT_FATAL; break;
     case 'E':
-    case 'e':
-      row.cls = ALERT_ERROR;
-      break;
+    case 'e': row.cls = ALERT_ERROR; break;
     case 'M':
-    case 'm':
-      row.cls = ALERT_MESSAGE;
-      break;
+    case 'm': row.cls = ALERT_MESSAGE; break;
     default:
       if (*token == '-' || (*token >= '0' && *token <= '9')) {
         row.cls = ALERT_WARNING;

@@ -44,11 +44,8 @@ void banner_print() {
 
 const char* lang_code(int number) {
   switch (number) {
-    case 7:
-      return "de";
-    case 12:
-      return "fr";
-    default:
-      return "en";
+    case 7: return "de";
+    case 12: return "fr";
+    default: return "en";
   }
 }

@@ -215,16 +215,9 @@ void db_assert(const char* str, const char* src, int line) {
   DB_ASSERT(str != NULL);
   DB_ASSERT(src != NULL);
   switch (gAssertMode) {
-    case DBA_FATAL:
-      alert_noLine(1503u, str, src, line);
-      break;
-    case DBA_ERROR:
-      alert_noLine(1502u, str, src, line);
-      break;
-    case DBA_WARNING:
-      alert_noLine(1501u, str, src, line);
-      break;
-    default:
-      break;
+    case DBA_FATAL: alert_noLine(1503u, str, src, line); break;
+    case DBA_ERROR: alert_noLine(1502u, str, src, line); break;
+    case DBA_WARNING: alert_noLine(1501u, str, src, line); break;
+    default: break;
   }
 }

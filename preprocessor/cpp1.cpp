@@ -5,13 +5,14 @@
 // step: `pending` counts the input lines without output since the last line written.
 #include "preprocessor/cpp1.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <csignal>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include "common/alert.h"
 #include "common/html.h"
@@ -52,7 +53,7 @@ static void alert_positionHook() {
 
 static void write_dependencies() {
   if (gDepStream == nullptr || gDepSeen == nullptr) return;
-  out_setDiscard(false);   // what the buffer holds is still dropped
+  out_setDiscard(false);  // what the buffer holds is still dropped
   dep_writeAll();
 }
 
@@ -89,7 +90,7 @@ static void check_alerts() {
 
 // A step that fails comes back with status 1, and the steps behind it still run.
 void drv_exit(int code) {
-  static constexpr void (*kSteps[])() = {write_dependencies, close_output, db_finish,
+  static constexpr void (*kSteps[])() = {write_dependencies, close_output,   db_finish,
                                          check_report,       check_debugOut, check_alerts};
   static std::size_t next;
   static int status;
@@ -105,9 +106,9 @@ void drv_exit(int code) {
 static void guard_standardStreams() {
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++) {
     if (fcntl(fd, F_GETFD) >= 0) continue;
-    if (open("/", O_RDONLY) != fd) std::abort();   // the lowest free number, so it is this one
+    if (open("/", O_RDONLY) != fd) std::abort();  // the lowest free number, so it is this one
   }
-  std::signal(SIGPIPE, SIG_IGN);   // a closed pipe is a failed write, and reported as one
+  std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is a failed write, and reported as one
 }
 
 static char** read_argumentFile(char* argument) {
@@ -260,18 +261,10 @@ static void asm_conditional() {
 static void write_token(SourceChar c) {
   switch (char_class(c)) {
     case CC_DIGIT:
-    case CC_DOT:
-      scan_number(c, out_char);
-      break;
-    case CC_LETTER:
-      out_name(gToken);
-      break;
-    case CC_QUOTE:
-      scan_string(c, out_char);
-      break;
-    default:
-      out_char(c);
-      break;
+    case CC_DOT: scan_number(c, out_char); break;
+    case CC_LETTER: out_name(gToken); break;
+    case CC_QUOTE: scan_string(c, out_char); break;
+    default: out_char(c); break;
   }
 }
 

@@ -169,7 +169,7 @@ static SourceChar* line_name(SourceChar* rest) {
 
 static void do_line() {
   collect_rest();
-  gLine = sc_toInt(gWorkBuffer) - 1;   // the newline that ends the directive adds it again
+  gLine = sc_toInt(gWorkBuffer) - 1;  // the newline that ends the directive adds it again
   SourceChar* rest = gWorkBuffer;
   while (char_isDigit(*rest) || char_class(*rest) == CC_SPACE) rest++;
   const SourceChar* name = line_name(rest);
@@ -207,16 +207,19 @@ enum skipped_action : std::uint8_t { DROP_LINE, NEST, PROCESS };
 struct directive {
   const char* word;
   skipped_action when_skipped;
-  bool newline_first;             // the directive writes text of its own
-  void (*run)();                  // for those that leave the count at pending + 1; else nullptr
+  bool newline_first;  // the directive writes text of its own
+  void (*run)();       // for those that leave the count at pending + 1; else nullptr
 };
 
 enum directive_row : std::uint8_t {
+  // clang-format off
   DIR_IF, DIR_IFDEF, DIR_IFNDEF, DIR_ELIF, DIR_ELSE, DIR_ENDIF, DIR_FI, DIR_INCLUDE, DIR_DEFINE, DIR_UNDEF,
   DIR_UNDEFINE, DIR_LINE, DIR_PRAGMA, DIR_IDENT, DIR_ASSERT, DIR_ERROR, DIR_WARNING, DIR_ADVISORY, DIR_INFO,
   DIR_ASM, DIR_ENDASM, DIRECTIVES, DIR_UNKNOWN = DIRECTIVES,
+  // clang-format on
 };
 
+// clang-format off
 constexpr directive kDirectives[] = {
     // word       when skipped  newline first  action
     {"if",        NEST,         false,         do_if},
@@ -241,6 +244,7 @@ constexpr directive kDirectives[] = {
     {"asm",       DROP_LINE,    true,          nullptr},
     {"endasm",    DROP_LINE,    true,          nullptr},
 };
+// clang-format on
 static_assert(sizeof kDirectives / sizeof kDirectives[0] == DIRECTIVES);
 
 // The first character and twice the third.

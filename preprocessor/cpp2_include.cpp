@@ -15,8 +15,8 @@
 #include "preprocessor/cpp6.h"
 #include "preprocessor/define.h"
 
-constexpr std::uint32_t INCLUDE_NAME_MAX = 2047;    // bytes of the name as written; more: fatal 146
-constexpr std::uint32_t INCLUDE_JOIN_MAX = 32766;   // directory and name together; more: fatal 146
+constexpr std::uint32_t INCLUDE_NAME_MAX = 2047;   // bytes of the name as written; more: fatal 146
+constexpr std::uint32_t INCLUDE_JOIN_MAX = 32766;  // directory and name together; more: fatal 146
 
 // The name up to `closing` into gWorkBuffer, units as they are; false if the line ends first.
 static bool read_name(SourceChar closing) {
@@ -60,7 +60,7 @@ void do_include() {
   sc_toNarrow(name, gWorkBuffer);
   warn_aboutSeparators(name);
   const bool quoted = opening == '"';
-  errno = ENOENT;   // the reason shown if there is no directory to search
+  errno = ENOENT;  // the reason shown if there is no directory to search
   if (include_search(name, quoted)) return;
   use_forwardSlashes(name);
   if (include_search(name, quoted)) return;
@@ -104,8 +104,7 @@ static bool search_besideCurrent(const char* name) {
   const SourceChar no_name[1] = {0};
   char* current = sc_narrowDup(gCurrentFrame != nullptr ? gCurrentFrame->name : no_name);
   const char* slash = std::strrchr(current, '/');
-  const std::size_t length =
-      name[0] != '/' && slash != nullptr ? static_cast<std::size_t>(slash + 1 - current) : 0;
+  const std::size_t length = name[0] != '/' && slash != nullptr ? static_cast<std::size_t>(slash + 1 - current) : 0;
   const bool settled = join_path(&path, current, length, "", name) && try_path(path.text);
   std::free(current);
   return settled;

@@ -4,11 +4,12 @@
 // move down in the vector, and what later options say overwrites what earlier ones said.
 #include "preprocessor/cpp3.h"
 
+#include <fcntl.h>
+#include <strings.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <fcntl.h>
-#include <strings.h>
 
 #include "common/alert.h"
 #include "common/catalogue.h"
@@ -37,7 +38,7 @@ static int open_forReading(const char* path) { return open(path, O_RDONLY | O_CL
 static int open_lowerCase(const char* path) {
   char lower[FILE_NAME_MAX + 1];
   std::size_t i = 0;
-  for (; path[i] != 0 && i < FILE_NAME_MAX; i++) {
+  for (; i < FILE_NAME_MAX && path[i] != 0; i++) {
     lower[i] = path[i] >= 'A' && path[i] <= 'Z' ? static_cast<char>(path[i] + ('a' - 'A')) : path[i];
   }
   lower[i] = 0;
@@ -231,15 +232,14 @@ static void set_debug(const char* value, const argument_vector* arguments) {
 }
 
 struct long_option {
-  const char* name;   // with its `=` if a value follows
+  const char* name;  // with its `=` if a value follows
   void (*apply)(const char* value, const argument_vector* arguments);
 };
 
 constexpr long_option kLongOptions[] = {
-    {"edf=", load_catalogue},   {"udf=", open_report},         {"disl=", disable_alerts},
-    {"msgdisable=", disable_alerts}, {"emax=", set_maxErrors}, {"ver", show_version},
-    {"cmode=", set_mode},       {"dep_nosys", leave_systemOut}, {"include=", add_include},
-    {"qvdebug=", set_debug},
+    {"edf=", load_catalogue},  {"udf=", open_report},   {"disl=", disable_alerts}, {"msgdisable=", disable_alerts},
+    {"emax=", set_maxErrors},  {"ver", show_version},   {"cmode=", set_mode},      {"dep_nosys", leave_systemOut},
+    {"include=", add_include}, {"qvdebug=", set_debug},
 };
 
 // False if there is no such option.

@@ -16,7 +16,7 @@
 #include "preprocessor/output.h"
 
 static SourceChar gEmptyText[1];
-static input_frame* gFreeFrames;   // linked by `parent`
+static input_frame* gFreeFrames;  // linked by `parent`
 static std::uint64_t gFrameSerial;
 
 static const char* gPresetCursor;
@@ -139,22 +139,22 @@ static constexpr byte_set make_special() {
 byte_set gReadSpecial = make_special();
 
 enum read_step {
-  FROM_TOP,   // choose the frame again
-  FETCH,      // take the next unit of the frame in hand
-  TREAT,      // a unit was fetched
-  DELIVER,    // a unit is ready
+  FROM_TOP,  // choose the frame again
+  FETCH,     // take the next unit of the frame in hand
+  TREAT,     // a unit was fetched
+  DELIVER,   // a unit is ready
 };
 
 struct reader {
-  input_frame* frame;     // the frame in hand
+  input_frame* frame;  // the frame in hand
   SourceChar unit;
-  std::int32_t popped;    // frames that this read has ended
+  std::int32_t popped;  // frames that this read has ended
 };
 
 // A backslash that waits for the unit behind it.
 struct waiting_backslash {
-  std::int32_t popped;    // of the read that met it
-  bool spaces;            // white space has followed
+  std::int32_t popped;  // of the read that met it
+  bool spaces;          // white space has followed
 };
 static waiting_backslash* gWaiting;
 static std::uint32_t gWaitingCount;
@@ -176,7 +176,8 @@ static void resume_parent(input_frame* ended) {
 static void report_readError(const input_frame* frame) {
   if (frame->stream->error == 0) return;
   char* name = sc_narrowDup(frame->name);
-  alert_raw("Could not read \"%s\" to its end: %s", static_cast<const char*>(name), std::strerror(frame->stream->error));
+  alert_raw("Could not read \"%s\" to its end: %s", static_cast<const char*>(name),
+            std::strerror(frame->stream->error));
   std::free(name);
   gInputLost = true;
 }
@@ -187,7 +188,7 @@ static read_step end_fileFrame(reader* r) {
   source_close(frame->stream);
   frame->stream = nullptr;
   if (frame->parent == nullptr) {
-    gCurrentFrame = nullptr;   // the record stays for the main loop
+    gCurrentFrame = nullptr;  // the record stays for the main loop
     r->unit = 0;
     return DELIVER;
   }
@@ -382,15 +383,12 @@ static read_step read_blockComment(reader* r, std::uint64_t serial) {
         gInLiteral = false;
         r->unit = 0;
         return DELIVER;
-      case '\\':
-        break;
+      case '\\': break;
       case '\n':
         if (!gKeepComments) gLineStale = true;
         check_commentFrame(&serial);
         break;
-      default:
-        check_commentFrame(&serial);
-        break;
+      default: check_commentFrame(&serial); break;
     }
     skip_plainComment(serial, false);
     c = copy_comment(get());
@@ -515,25 +513,18 @@ static read_step read_treat(reader* r) {
   }
   if (gInLiteral) return DELIVER;
   switch (r->unit) {
-    case ';':
-      return gVlasmMode ? read_semicolon(r) : DELIVER;
-    case '/':
-      return read_slash(r);
-    case '\\':
-      return read_backslash(r);
+    case ';': return gVlasmMode ? read_semicolon(r) : DELIVER;
+    case '/': return read_slash(r);
+    case '\\': return read_backslash(r);
     case '\v':
-    case '\f':
-      r->unit = ' ';
-      return DELIVER;
-    case '\r':
-      return FROM_TOP;
-    default:
-      return DELIVER;
+    case '\f': r->unit = ' '; return DELIVER;
+    case '\r': return FROM_TOP;
+    default: return DELIVER;
   }
 }
 
 SourceChar in_getSlow() {
-  const std::uint32_t outer = gWaitingCount;   // backslashes of a read that this one is part of
+  const std::uint32_t outer = gWaitingCount;  // backslashes of a read that this one is part of
   reader r = {nullptr, 0, 0};
   read_step step = FROM_TOP;
   for (;;) {
@@ -552,7 +543,7 @@ SourceChar in_getSlow() {
 void in_ungetSlow() {
   input_frame* frame = gCurrentFrame;
   if (frame->at_end) {
-    frame->at_end = false;   // the terminator is met again, and with it the mark
+    frame->at_end = false;  // the terminator is met again, and with it the mark
     return;
   }
   if (gPresetLast && frame->parent == nullptr) {

@@ -19,47 +19,47 @@
 #include "preprocessor/sourcechar.h"
 #include "preprocessor/state.h"
 
-constexpr std::uint32_t MACRO_PARAMS_MAX = 31;   // parameters or arguments; one more: fatal 148 or 151
+constexpr std::uint32_t MACRO_PARAMS_MAX = 31;  // parameters or arguments; one more: fatal 148 or 151
 
 // --- Macros ---
 
 enum macro_kind : std::int32_t {
-  MACRO_OBJECT = -1,   // no parameter list
-  MACRO_LINE = -2,     // __LINE__: replacement made at each use, no body
-  MACRO_FILE = -3,     // __FILE__: likewise
+  MACRO_OBJECT = -1,  // no parameter list
+  MACRO_LINE = -2,    // __LINE__: replacement made at each use, no body
+  MACRO_FILE = -3,    // __FILE__: likewise
 };
 
 // What a body holds, found once when it is stored, so that a call knows what it has to do.
 enum body_traits : std::uint8_t {
-  BODY_HAS_PARAMS = 1,      // parameter markers
-  BODY_HAS_OPERATORS = 2,   // CH_STRINGIZE or CH_PASTE: the text of a call must be built
-  BODY_HAS_SLASH = 4,       // a comment may end in it, which writes into the text: needs a copy
+  BODY_HAS_PARAMS = 1,     // parameter markers
+  BODY_HAS_OPERATORS = 2,  // CH_STRINGIZE or CH_PASTE: the text of a call must be built
+  BODY_HAS_SLASH = 4,      // a comment may end in it, which writes into the text: needs a copy
 };
 
 // One entry of the symbol table.
 struct macro_def {
-  macro_def* next;           // in the chain
-  SourceChar* body;          // owned; absent: dynamic replacement or failed definition
-  std::uint32_t hash;        // sum of the name's units, plus their number
-  std::int32_t nargs;        // parameters, or a macro_kind
-  std::int32_t disable;      // expansions that now hide the name
-  const char* file;          // interned; where #define made the entry, absent for -D and presets
+  macro_def* next;       // in the chain
+  SourceChar* body;      // owned; absent: dynamic replacement or failed definition
+  std::uint32_t hash;    // sum of the name's units, plus their number
+  std::int32_t nargs;    // parameters, or a macro_kind
+  std::int32_t disable;  // expansions that now hide the name
+  const char* file;      // interned; where #define made the entry, absent for -D and presets
   std::int32_t line;
-  SourceChar* name;          // behind the entry, like `bytes`
-  macro_def* previous;       // in the chain
+  SourceChar* name;     // behind the entry, like `bytes`
+  macro_def* previous;  // in the chain
   std::uint32_t name_length;
   std::uint32_t body_length;
-  std::uint32_t frames;      // macro frames that hold this entry's text
-  std::uint8_t traits;       // body_traits of `body`
-  bool removed;              // out of the table, kept only for its living frames
-  char* bytes;               // the name in bytes for the look-up, absent if it holds a marker
+  std::uint32_t frames;  // macro frames that hold this entry's text
+  std::uint8_t traits;   // body_traits of `body`
+  bool removed;          // out of the table, kept only for its living frames
+  char* bytes;           // the name in bytes for the look-up, absent if it holds a marker
 };
 
 constexpr std::uint32_t MACRO_CHAINS = 8192;
 struct macro_chain {
   macro_def* head;
   macro_def* tail;
-  macro_def** sorted;        // owned; all entries of the chain by (hash, name)
+  macro_def** sorted;  // owned; all entries of the chain by (hash, name)
   std::uint32_t count;
   std::uint32_t capacity;
 };
@@ -84,36 +84,36 @@ void macro_unhold(macro_def* macro);
 // The entry of that name, whatever its `disable`, or nullptr. `name` may be read up to 7 bytes past
 // its end.
 macro_def* macro_find(const unsigned char* name, std::uint32_t length);
-macro_def* macro_findToken();   // the name in gToken
+macro_def* macro_findToken();  // the name in gToken
 
 // --- Frames ---
 
 struct input_frame {
-  unsigned char* file_pos;        // read position of a file frame
-  SourceChar* text_pos;           // read position of all others; at the terminator while at_end
-  std::uint32_t saved_line;       // gLine when another frame was pushed on this one
-  std::int32_t pending_depth;     // ended frames above whose depth has yet to leave gMacroDepth
-  std::int32_t carried;           // frames that ended on this one since its last unit was read
-  line_source* stream;            // present in a file frame
-  input_frame* parent;            // absent only in the frame of the primary source
-  const SourceChar* name;         // file name as opened, macro name, or empty; never absent
-  macro_def* macro;               // present in a macro frame
-  SourceChar** args;              // arguments of the call, or absent; entries may be absent
-  SourceChar* line_name;          // owned; file name set by #line, or absent
-  macro_def* arg_of;              // argument frame: the macro whose `disable` was lowered for it
-  bool at_end;                    // CH_MACRO_END has been delivered
-  bool args_have_slash;           // a comment may end in one of `args`
-  bool depth_due;                 // `carried` or the parent's `pending_depth` is not 0
-  SourceChar* text_start;         // first cell of the text; in `buffer`, or lent by its owner
-  SourceChar* owned_name;         // `name` if the frame owns it
-  const void* furthest;           // for in_isStuck
+  unsigned char* file_pos;     // read position of a file frame
+  SourceChar* text_pos;        // read position of all others; at the terminator while at_end
+  std::uint32_t saved_line;    // gLine when another frame was pushed on this one
+  std::int32_t pending_depth;  // ended frames above whose depth has yet to leave gMacroDepth
+  std::int32_t carried;        // frames that ended on this one since its last unit was read
+  line_source* stream;         // present in a file frame
+  input_frame* parent;         // absent only in the frame of the primary source
+  const SourceChar* name;      // file name as opened, macro name, or empty; never absent
+  macro_def* macro;            // present in a macro frame
+  SourceChar** args;           // arguments of the call, or absent; entries may be absent
+  SourceChar* line_name;       // owned; file name set by #line, or absent
+  macro_def* arg_of;           // argument frame: the macro whose `disable` was lowered for it
+  bool at_end;                 // CH_MACRO_END has been delivered
+  bool args_have_slash;        // a comment may end in one of `args`
+  bool depth_due;              // `carried` or the parent's `pending_depth` is not 0
+  SourceChar* text_start;      // first cell of the text; in `buffer`, or lent by its owner
+  SourceChar* owned_name;      // `name` if the frame owns it
+  const void* furthest;        // for in_isStuck
   std::uint32_t stuck;
-  std::uint64_t serial;           // no two frames of a run have the same
+  std::uint64_t serial;  // no two frames of a run have the same
   // Kept from one use of the record to the next:
-  SourceChar* buffer;             // owned, `capacity` units
+  SourceChar* buffer;  // owned, `capacity` units
   std::uint32_t capacity;
   std::uint32_t arg_capacity;
-  SourceChar* arg_text;           // owned, `arg_capacity` units: the texts that `args` refers to
+  SourceChar* arg_text;  // owned, `arg_capacity` units: the texts that `args` refers to
   SourceChar* arg_table[MACRO_PARAMS_MAX];
 };
 
@@ -153,7 +153,7 @@ extern byte_set gReadSpecial;
 
 SourceChar in_getSlow();
 void in_ungetSlow();
-extern bool gPresetLast;   // the last read came from the preset text
+extern bool gPresetLast;  // the last read came from the preset text
 
 // The depth of ended frames leaves gMacroDepth one unit late: the unit read behind them notes them at
 // the parent, and the unit after that takes them off. Both are due at a `frame` with `depth_due`;
@@ -205,20 +205,20 @@ inline void unget() {
   in_ungetSlow();
 }
 
-void skip_line();              // through the next newline
-SourceChar skip_ws();          // the first unit that is no white space; a newline is none
-SourceChar in_skipMarkers();   // the first unit that is neither CH_PASTE nor CH_MACRO_END
+void skip_line();             // through the next newline
+SourceChar skip_ws();         // the first unit that is no white space; a newline is none
+SourceChar in_skipMarkers();  // the first unit that is neither CH_PASTE nor CH_MACRO_END
 
 // --- Scanners (a first unit comes from the caller, what ends them goes back with unget) ---
 
 using unit_sink = void (*)(SourceChar);
 
-void scan_identifier(SourceChar first);          // into gToken, cut at gIdentifierMax
-macro_def* scan_lookup(SourceChar first);        // the same; the macro if it may be expanded here
-bool scan_isVisible(const macro_def* macro);      // may its name, just read, be expanded here?
-SourceChar scan_expandName(SourceChar c);        // expands until no call is left; what remains
-SourceChar scan_expandFurther(SourceChar c);     // the same within an expansion: the depth goes on
-bool scan_catenate(SourceChar c);                // pastes at a CH_PASTE; raises 169, fatal 155
+void scan_identifier(SourceChar first);       // into gToken, cut at gIdentifierMax
+macro_def* scan_lookup(SourceChar first);     // the same; the macro if it may be expanded here
+bool scan_isVisible(const macro_def* macro);  // may its name, just read, be expanded here?
+SourceChar scan_expandName(SourceChar c);     // expands until no call is left; what remains
+SourceChar scan_expandFurther(SourceChar c);  // the same within an expansion: the depth goes on
+bool scan_catenate(SourceChar c);             // pastes at a CH_PASTE; raises 169, fatal 155
 bool scan_string(SourceChar quote, unit_sink sink);
 void scan_number(SourceChar first, unit_sink sink);
 

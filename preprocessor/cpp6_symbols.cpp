@@ -21,7 +21,7 @@ constexpr std::uint32_t NAME_SLACK = sizeof(std::uint64_t);
 
 struct index_slot {
   std::uint64_t hash;
-  macro_def* macro;   // nullptr: free
+  macro_def* macro;  // nullptr: free
 };
 
 constexpr std::uint32_t INDEX_START = 512;
@@ -207,8 +207,8 @@ void macro_unhold(macro_def* macro) {
 static macro_def* new_entry(const SourceChar* name, std::uint32_t hash) {
   const std::uint32_t length = sc_length(name);
   const std::uint32_t units = (length + 1) * static_cast<std::uint32_t>(sizeof(SourceChar));
-  auto* entry = static_cast<macro_def*>(
-      mem_alloc(static_cast<std::uint32_t>(sizeof(macro_def)) + units + length + NAME_SLACK));
+  auto* entry =
+      static_cast<macro_def*>(mem_alloc(static_cast<std::uint32_t>(sizeof(macro_def)) + units + length + NAME_SLACK));
   entry->hash = hash;
   entry->name_length = length;
   entry->name = reinterpret_cast<SourceChar*>(entry + 1);
@@ -219,12 +219,13 @@ static macro_def* new_entry(const SourceChar* name, std::uint32_t hash) {
 }
 
 macro_def* macro_enter(const SourceChar* name, bool remove) {
+  static macro_def removed;  // stands for the answer that an entry was there
   const std::uint32_t hash = chain_hash(name);
   macro_chain* chain = &gMacroTable[hash % MACRO_CHAINS];
   bool found;
   const std::uint32_t place = chain_place(chain, hash, name, &found);
   macro_def* old = found ? chain->sorted[place] : nullptr;
-  macro_def* before = nullptr;   // where a search along the chain would stop
+  macro_def* before = nullptr;  // where a search along the chain would stop
   if (found) {
     before = old->next;
     index_remove(old);
@@ -232,7 +233,7 @@ macro_def* macro_enter(const SourceChar* name, bool remove) {
   } else if (place < chain->count && chain->sorted[place]->hash == hash) {
     before = chain->sorted[place];
   }
-  macro_def* entry = old;
+  macro_def* entry = found ? &removed : nullptr;
   if (!remove) {
     entry = new_entry(name, hash);
     chain_insert(chain, place, entry, before);

@@ -38,8 +38,8 @@ void area_put(SourceChar c) {
 // --- Parameters ---
 
 struct parameter_list {
-  std::int32_t count;                          // or MACRO_OBJECT
-  const SourceChar* names[MACRO_PARAMS_MAX];   // in gMacroArea
+  std::int32_t count;                         // or MACRO_OBJECT
+  const SourceChar* names[MACRO_PARAMS_MAX];  // in gMacroArea
 };
 
 static bool store_parameter(parameter_list* list) {
@@ -117,25 +117,15 @@ static void encode_backslash() {
 // One token of a body, by its first unit.
 static void encode_token(SourceChar c, const macro_def* macro, const parameter_list* list) {
   switch (char_class(c)) {
-    case CC_QUOTE:
-      encode_literal(c);
-      break;
+    case CC_QUOTE: encode_literal(c); break;
     case CC_DOT:
-    case CC_DIGIT:
-      scan_number(c, work_put);
-      break;
+    case CC_DIGIT: scan_number(c, work_put); break;
     case CC_SPACE:
       if (gWorkFill == 0 || char_class(gWorkBuffer[gWorkFill - 1]) != CC_SPACE) work_put(' ');
       break;
-    case CC_BACKSLASH:
-      encode_backslash();
-      break;
-    case CC_LETTER:
-      encode_identifier(c, macro, list);
-      break;
-    default:
-      work_put(c);
-      break;
+    case CC_BACKSLASH: encode_backslash(); break;
+    case CC_LETTER: encode_identifier(c, macro, list); break;
+    default: work_put(c); break;
   }
 }
 

@@ -122,14 +122,14 @@ static bool find_open() {
 
 struct argument_list {
   std::uint32_t count;
-  std::uint32_t start[MACRO_PARAMS_MAX];   // in gMacroArea
+  std::uint32_t start[MACRO_PARAMS_MAX];  // in gMacroArea
 };
 
 // One argument in the making.
 struct collector {
   const macro_def* macro;
-  std::uint32_t depth;    // of parentheses
-  bool spaces;            // white space ahead of the unit in hand
+  std::uint32_t depth;  // of parentheses
+  bool spaces;          // white space ahead of the unit in hand
 };
 
 static void put_blankIfDue(collector* at) {
@@ -303,7 +303,7 @@ struct text_builder {
   const argument_list* list;
   SourceChar* start;
   SourceChar* fill;
-  bool full;   // the limit was reached and reported
+  bool full;  // the limit was reached and reported
 };
 
 static void put(text_builder* text, SourceChar c) {
@@ -437,14 +437,9 @@ bool macro_expand(macro_def* macro) {
   argument_list list;
   list.count = 0;
   switch (macro->nargs) {
-    case MACRO_LINE:
-      push_lineNumber();
-      return true;
-    case MACRO_FILE:
-      push_fileName();
-      return true;
-    case MACRO_OBJECT:
-      break;
+    case MACRO_LINE: push_lineNumber(); return true;
+    case MACRO_FILE: push_fileName(); return true;
+    case MACRO_OBJECT: break;
     default:
       if (macro->nargs < 0) return refuse_kind(macro);
       if (!find_open()) return false;

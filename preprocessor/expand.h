@@ -4,8 +4,8 @@
 
 #include "preprocessor/cpp6.h"
 
-constexpr std::uint32_t EXPANSION_UNITS_MAX = LINE_UNITS - 1;   // text of one macro frame; more: fatal 153
-constexpr std::uint32_t MACRO_DEPTH_MAX = 1000;                 // reaching it: message 115
+constexpr std::uint32_t EXPANSION_UNITS_MAX = LINE_UNITS - 1;  // text of one macro frame; more: fatal 153
+constexpr std::uint32_t MACRO_DEPTH_MAX = 1000;                // reaching it: message 115
 
 // Takes the call of `macro`, whose name has just been read into gToken. True: what it stands for is
 // to be read from the input. False: no expansion took place, gToken still holds the name, and

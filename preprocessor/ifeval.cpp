@@ -16,8 +16,8 @@
 #include "preprocessor/cpp6.h"
 #include "preprocessor/typesizes.h"
 
-constexpr std::uint32_t IF_OPERATORS_MAX = 128;   // entries, the bottom one included; more: 121
-constexpr std::uint32_t IF_VALUES_MAX = 127;      // more: 118
+constexpr std::uint32_t IF_OPERATORS_MAX = 128;  // entries, the bottom one included; more: 121
+constexpr std::uint32_t IF_VALUES_MAX = 127;     // more: 118
 
 enum if_operator : std::uint8_t {
   OP_END = 0,
@@ -55,26 +55,51 @@ struct operator_row {
   std::uint8_t byte;
 };
 
-constexpr std::uint8_t NEEDS_VALUE = 1;     // bits of the byte
+constexpr std::uint8_t NEEDS_VALUE = 1;  // bits of the byte
 constexpr std::uint8_t THEN_OPERATOR = 2;
 constexpr std::uint8_t UNARY_BYTE = 112;
-constexpr std::uint8_t OPEN_PUSHED = 11;    // precedences of entries on the stack
+constexpr std::uint8_t OPEN_PUSHED = 11;  // precedences of entries on the stack
 constexpr std::uint8_t QUESTION_PUSHED = 28;
 constexpr std::uint8_t BOTTOM_PUSHED = 19;
 
 constexpr operator_row kOperators[] = {
-    {"end of expression", 1}, {"val", 0},  {"id", 0},       {"+", 97},        {"-", 97},       {"*", 105},
-    {"/", 105},               {"%", 105},  {"<<", 89},      {">>", 89},       {"&", 65},       {"|", 57},
-    {"^", 61},                {"==", 73},  {"!=", 73},      {"<", 81},        {"<=", 81},      {">=", 81},
-    {">", 81},                {"&&", 49},  {"||", 41},      {"?", 33},        {":", 33},       {",", 0},
-    {"unary +", 112},         {"unary -", 112}, {"~", 112}, {"!", 112},       {"(", 120},      {")", 11},
+    {"end of expression", 1},
+    {"val", 0},
+    {"id", 0},
+    {"+", 97},
+    {"-", 97},
+    {"*", 105},
+    {"/", 105},
+    {"%", 105},
+    {"<<", 89},
+    {">>", 89},
+    {"&", 65},
+    {"|", 57},
+    {"^", 61},
+    {"==", 73},
+    {"!=", 73},
+    {"<", 81},
+    {"<=", 81},
+    {">=", 81},
+    {">", 81},
+    {"&&", 49},
+    {"||", 41},
+    {"?", 33},
+    {":", 33},
+    {",", 0},
+    {"unary +", 112},
+    {"unary -", 112},
+    {"~", 112},
+    {"!", 112},
+    {"(", 120},
+    {")", 11},
     {"(none)", 19},
 };
 static_assert(sizeof kOperators / sizeof kOperators[0] == OP_BOTTOM + 1);
 
 // Bits of a skip state.
-constexpr std::uint8_t SKIP_BRANCH = 1;   // the dead branch of ?:
-constexpr std::uint8_t SKIP_LOGIC = 2;    // the dead side of && or ||
+constexpr std::uint8_t SKIP_BRANCH = 1;  // the dead branch of ?:
+constexpr std::uint8_t SKIP_LOGIC = 2;   // the dead side of && or ||
 
 struct if_op {
   std::uint8_t op;
@@ -87,8 +112,8 @@ struct evaluator {
   if_value values[IF_VALUES_MAX];
   if_op* top;
   std::uint32_t value_count;
-  bool binop;        // an operator is due, not an operand
-  if_value token;    // the value of the token in hand
+  bool binop;      // an operator is due, not an operand
+  if_value token;  // the value of the token in hand
 };
 
 enum token_kind { TOKEN_VALUE, TOKEN_OPERATOR, TOKEN_FAILED, TOKEN_AGAIN };
@@ -325,7 +350,7 @@ static std::int64_t apply_binary(const evaluator* e, std::uint8_t op, if_value l
     case OP_GREATER_EQUAL: return !less;
     case OP_GREATER: return !less && a != b;
     case OP_AND_IF: return a != 0 && b != 0;
-    default: return a != 0 || b != 0;   // OP_OR_ELSE: no other code reaches the stack
+    default: return a != 0 || b != 0;  // OP_OR_ELSE: no other code reaches the stack
   }
 }
 
@@ -368,14 +393,12 @@ static reduction fail_at(unsigned number, std::uint8_t op) {
 static reduction reduce(evaluator* e, std::uint8_t arriving) {
   const std::uint8_t op = e->top->op;
   switch (op) {
-    case OP_BOTTOM:
-      return arriving == OP_END ? FINISHED : NEXT_TOKEN;   // a `)` without a `(` is dropped
+    case OP_BOTTOM: return arriving == OP_END ? FINISHED : NEXT_TOKEN;  // a `)` without a `(` is dropped
     case OP_OPEN:
       if (arriving != OP_CLOSE) return fail_at(122, arriving);
       e->top--;
       return NEXT_TOKEN;
-    case OP_QUESTION:
-      return NEXT_TOKEN;   // no `:` yet: what arrives is dropped
+    case OP_QUESTION: return NEXT_TOKEN;  // no `:` yet: what arrives is dropped
     case OP_COLON:
       if (e->top[-1].op != OP_QUESTION) return fail_at(123, e->top[-1].op);
       e->top -= 2;

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 struct if_value {
-  std::int64_t value;   // two's complement
+  std::int64_t value;  // two's complement
   bool is_signed;
 };
 

@@ -1,11 +1,12 @@
 // Reading blocks and cutting lines out of them.
 #include "preprocessor/linesource.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "common/osdep.h"
 

@@ -13,25 +13,25 @@
 
 #include <cstdint>
 
-constexpr std::uint32_t LINE_UNITS = 10240;                 // a line buffer: one piece and its terminator
-constexpr std::uint32_t LINE_BYTES_MAX = LINE_UNITS - 1;    // bytes of one piece, its newline included
-constexpr std::uint32_t SOURCE_BLOCK_BYTES = 64 * 1024;     // asked of the system at a time
-constexpr std::uint32_t SOURCE_SLACK = 32;                  // readable and writable behind every line
+constexpr std::uint32_t LINE_UNITS = 10240;               // a line buffer: one piece and its terminator
+constexpr std::uint32_t LINE_BYTES_MAX = LINE_UNITS - 1;  // bytes of one piece, its newline included
+constexpr std::uint32_t SOURCE_BLOCK_BYTES = 64 * 1024;   // asked of the system at a time
+constexpr std::uint32_t SOURCE_SLACK = 32;                // readable and writable behind every line
 
 struct line_source {
   int fd;
-  int error;                 // errno of a failed read, 0 if none; a failed read ends the file
-  bool at_eof;               // the system has no more bytes
-  bool has_nul;              // the block holds a NUL byte
-  unsigned char covered;     // the byte that the terminator of the current line hides
-  unsigned char* line;       // the current line
-  unsigned char* line_end;   // one past its newline; holds 0
-  unsigned char* next;       // first byte that no line has delivered yet
-  unsigned char* limit;      // one past the last byte read
-  unsigned char* block;      // owned, `capacity` + SOURCE_SLACK bytes
+  int error;                // errno of a failed read, 0 if none; a failed read ends the file
+  bool at_eof;              // the system has no more bytes
+  bool has_nul;             // the block holds a NUL byte
+  unsigned char covered;    // the byte that the terminator of the current line hides
+  unsigned char* line;      // the current line
+  unsigned char* line_end;  // one past its newline; holds 0
+  unsigned char* next;      // first byte that no line has delivered yet
+  unsigned char* limit;     // one past the last byte read
+  unsigned char* block;     // owned, `capacity` + SOURCE_SLACK bytes
   std::uint32_t capacity;
-  unsigned char* piece;      // owned copy of a piece of an overlong line; made at first need
-  line_source* recycled;     // next on the list of sources that wait for another file
+  unsigned char* piece;   // owned copy of a piece of an overlong line; made at first need
+  line_source* recycled;  // next on the list of sources that wait for another file
 };
 
 // A source that reads from `fd`, which it owns from now on. No line is current yet: `line` and

@@ -1,10 +1,11 @@
 // The output buffer and the line markers.
 #include "preprocessor/output.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <unistd.h>
 
 #include "common/alert.h"
 #include "preprocessor/cpp6.h"

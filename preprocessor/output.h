@@ -42,7 +42,7 @@ inline void out_char(SourceChar c) {
 
 void out_bytes(const unsigned char* bytes, std::size_t count);
 void out_text(const char* text);
-void out_name(const SourceChar* name);   // a 0-terminated string through out_char
+void out_name(const SourceChar* name);  // a 0-terminated string through out_char
 
 // A line marker for the current position; clears gLineStale.
 void emit_sync();

@@ -29,9 +29,7 @@ char* sc_toNarrow(char* destination, const SourceChar* source) {
   return destination;
 }
 
-char* sc_narrowDup(const SourceChar* source) {
-  return sc_toNarrow(mem_array<char>(sc_length(source) + 1), source);
-}
+char* sc_narrowDup(const SourceChar* source) { return sc_toNarrow(mem_array<char>(sc_length(source) + 1), source); }
 
 SourceChar* sc_wideDup(const char* source) {
   return sc_fromNarrow(mem_array<SourceChar>(static_cast<std::uint32_t>(std::strlen(source)) + 1), source);

@@ -68,11 +68,11 @@ constexpr char_class_table make_classTable() {
     unsigned char byte;
     std::uint8_t code;
   } kSigns[] = {
-      {'+', CC_PLUS}, {'-', CC_MINUS},    {'*', CC_STAR},  {'/', CC_SLASH}, {'%', CC_PERCENT}, {'&', CC_AND},
-      {'|', CC_OR},   {'^', CC_XOR},      {'=', CC_EQUAL}, {'<', CC_LESS},  {'>', CC_GREATER}, {'?', CC_QUESTION},
-      {':', CC_COLON}, {'!', CC_NOT},     {'~', CC_NOT},   {'(', CC_OPEN},  {')', CC_CLOSE},   {'"', CC_QUOTE},
-      {'\'', CC_QUOTE}, {'.', CC_DOT},    {'\t', CC_SPACE}, {' ', CC_SPACE}, {31, CC_SPACE},   {'\\', CC_BACKSLASH},
-      {0, CC_END},
+      {'+', CC_PLUS},    {'-', CC_MINUS},    {'*', CC_STAR},  {'/', CC_SLASH},      {'%', CC_PERCENT},
+      {'&', CC_AND},     {'|', CC_OR},       {'^', CC_XOR},   {'=', CC_EQUAL},      {'<', CC_LESS},
+      {'>', CC_GREATER}, {'?', CC_QUESTION}, {':', CC_COLON}, {'!', CC_NOT},        {'~', CC_NOT},
+      {'(', CC_OPEN},    {')', CC_CLOSE},    {'"', CC_QUOTE}, {'\'', CC_QUOTE},     {'.', CC_DOT},
+      {'\t', CC_SPACE},  {' ', CC_SPACE},    {31, CC_SPACE},  {'\\', CC_BACKSLASH}, {0, CC_END},
   };
   for (auto sign : kSigns) table.of[sign.byte] = sign.code;
   return table;
@@ -89,7 +89,7 @@ constexpr byte_set make_wordBytes() {
   for (int c = 0; c < 256; c++) words.has[c] = char_classTable.of[c] == CC_LETTER || char_classTable.of[c] == CC_DIGIT;
   return words;
 }
-inline constexpr byte_set kWordBytes = make_wordBytes();   // letters and digits
+inline constexpr byte_set kWordBytes = make_wordBytes();  // letters and digits
 
 // The class of any unit, marker or byte.
 inline int char_class(SourceChar c) {
@@ -100,7 +100,7 @@ inline int char_class(SourceChar c) {
 }
 
 inline bool char_isByte(SourceChar c) { return c < 256; }
-inline bool char_isWord(SourceChar c) { return char_isByte(c) && kWordBytes.has[c]; }   // letter or digit
+inline bool char_isWord(SourceChar c) { return char_isByte(c) && kWordBytes.has[c]; }  // letter or digit
 inline bool char_isDigit(SourceChar c) { return c - '0' < 10; }
 constexpr SourceChar char_upper(SourceChar c) { return c - 'a' < 26 ? c - ('a' - 'A') : c; }
 

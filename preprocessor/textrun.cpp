@@ -91,20 +91,20 @@ static bool is_quietBelow(const input_frame* frame, run_kind kind) {
 static void look_below(run_kind kind) {
   while (!in_isFile(gCurrentFrame) && *gCurrentFrame->text_pos == 0) {
     if (gCurrentFrame->macro != nullptr) {
-      gCurrentFrame->carried = 0;   // the mark was delivered
+      gCurrentFrame->carried = 0;  // the mark was delivered
       if (kind != TOKEN_NUMBER) return;
     }
     in_endText();
   }
-  in_settle(gCurrentFrame, kind == TOKEN_NAME ? 2 : 1);   // a name is looked behind twice
+  in_settle(gCurrentFrame, kind == TOKEN_NAME ? 2 : 1);  // a name is looked behind twice
 }
 
 // --- Tokens ---
 
 template <class Unit>
 struct plain_token {
-  Unit* end;               // absent: the ordinary road
-  std::uint32_t length;    // units to write; a name is cut
+  Unit* end;             // absent: the ordinary road
+  std::uint32_t length;  // units to write; a name is cut
   run_kind kind;
   bool looks_ahead;
 };
@@ -135,9 +135,7 @@ static plain_token<Unit> measure(Unit* p) {
       token.end = end_ofString(p);
       token.looks_ahead = false;
       break;
-    default:
-      token.looks_ahead = char_canCatenate(code);
-      break;
+    default: token.looks_ahead = char_canCatenate(code); break;
   }
   if (token.end == nullptr) return token;
   token.length = static_cast<std::uint32_t>(token.end - p);
@@ -202,8 +200,8 @@ static void expand_name(macro_def* macro, text_state* state) {
 // --- The run ---
 
 enum run_end {
-  RUN_ORDINARY,   // the ordinary road has the next token
-  RUN_FRAME,      // another frame is current
+  RUN_ORDINARY,  // the ordinary road has the next token
+  RUN_FRAME,     // another frame is current
 };
 
 static void copy_units(unsigned char* to, const SourceChar* from, std::uint32_t length) {

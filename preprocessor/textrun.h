@@ -10,8 +10,8 @@
 #define PREPROCESSOR_TEXTRUN_H
 
 struct text_state {
-  bool spaces;     // white space is still to be written ahead of the next token
-  bool expanded;   // the next unit follows the start of an expansion: white space is written as it is
+  bool spaces;    // white space is still to be written ahead of the next token
+  bool expanded;  // the next unit follows the start of an expansion: white space is written as it is
 };
 
 // Writes what it can of a text line. True: the line is complete, its newline written.

@@ -16,9 +16,9 @@ enum type_bits : std::uint32_t {
   TYPE_LONG = 0x020,
   TYPE_SIGNED = 0x040,
   TYPE_UNSIGNED = 0x080,
-  TYPE_POINTER = 0x100,     // a `*` behind the words
-  TYPE_FUNCTION = 0x200,    // the pointer-to-function form
-  TYPE_INT24 = 0x400,       // `short long` and its other names
+  TYPE_POINTER = 0x100,   // a `*` behind the words
+  TYPE_FUNCTION = 0x200,  // the pointer-to-function form
+  TYPE_INT24 = 0x400,     // `short long` and its other names
 };
 
 struct type_word {
@@ -27,8 +27,8 @@ struct type_word {
 };
 
 constexpr type_word kTypeWords[] = {
-    {"char", TYPE_CHAR},     {"int", TYPE_INT},   {"float", TYPE_FLOAT},   {"double", TYPE_DOUBLE},
-    {"short", TYPE_SHORT},   {"long", TYPE_LONG}, {"signed", TYPE_SIGNED}, {"unsigned", TYPE_UNSIGNED},
+    {"char", TYPE_CHAR},     {"int", TYPE_INT},        {"float", TYPE_FLOAT},   {"double", TYPE_DOUBLE},
+    {"short", TYPE_SHORT},   {"long", TYPE_LONG},      {"signed", TYPE_SIGNED}, {"unsigned", TYPE_UNSIGNED},
     {"__int24", TYPE_INT24}, {"__uint24", TYPE_INT24},
 };
 
@@ -95,8 +95,8 @@ void type_setSizes(const char* option) {
 // --- The operand ---
 
 struct type_operand {
-  std::uint32_t types;          // bits
-  const type_word* last_word;   // absent if none was read
+  std::uint32_t types;         // bits
+  const type_word* last_word;  // absent if none was read
 };
 
 static bool refuse(unsigned number) {
