@@ -66,12 +66,13 @@ static Unit* end_ofString(Unit* p) {
 
 // --- What follows the end of a text, without reading it ---
 
-enum run_kind { TOKEN_NAME, TOKEN_NUMBER, TOKEN_SIGN };
+enum run_kind { TOKEN_NAME, TOKEN_NUMBER, TOKEN_DOT, TOKEN_SIGN };
 
 template <class Unit>
 static bool is_quietUnit(const Unit* p, run_kind kind) {
   if (!is_plain(*p) && !is_loneSlash(p)) return false;
   if (kind == TOKEN_SIGN) return true;
+  if (kind == TOKEN_DOT) return !char_isDigit(*p);
   return !char_isWord(*p) && (kind == TOKEN_NAME || *p != '.');
 }
 
@@ -130,6 +131,7 @@ static plain_token<Unit> measure(Unit* p) {
       break;
     case CC_DOT:
       if (char_isDigit(p[1])) token.end = nullptr;
+      token.kind = TOKEN_DOT;
       break;
     case CC_QUOTE:
       token.end = end_ofString(p);
