@@ -116,6 +116,15 @@ void write_pieces(iovec* pieces, int count) {
   }
 }
 
+}  // namespace
+
+void alert_text(const char* text) {
+  iovec all = piece(text, std::strlen(text));
+  write_pieces(&all, 1);
+}
+
+namespace {
+
 // ======== building a line ========
 
 void line_clear() { gAlertLineUsed = 0; }

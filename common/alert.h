@@ -113,6 +113,9 @@ void alert_raw(const char* format, A... args) {
   alert_rawv(format, list, sizeof...(args));
 }
 
+// Text straight to the alert stream, as it is: for what the user asked to be listed there.
+void alert_text(const char* text);
+
 // ---- Settings --------------------------------------------------------------------------------------
 
 // Reads the environment and loads the catalogue, at the first call only. Every numbered raise and

@@ -28,11 +28,16 @@ static hash_record* new_record(const hash_table* table, bool default_hash, bool 
 hash_table* hash_new_func(std::uint32_t size, hash_function hash, hash_comparison compare, const char* file, int line) {
   CONTAINER_ASSERT(size != 0, "size != 0");
   if (size > UINT32_MAX / sizeof(hash_entry*)) mem_exhausted();
-  auto* table = static_cast<hash_table*>(mem_alloc(sizeof(hash_table)));
+  return hash_newIn_func(mem_array<hash_entry*>(size), size, hash, compare, file, line);
+}
+
+hash_table* hash_newIn_func(hash_entry** buckets, std::uint32_t size, hash_function hash, hash_comparison compare,
+                            const char* file, int line) {
+  auto* table = mem_array<hash_table>(1);
   table->size = size;
   table->hash = hash ? hash : hash_key;
   table->compare = compare ? compare : hash_keyCompare;
-  table->buckets = static_cast<hash_entry**>(mem_alloc(static_cast<std::uint32_t>(size * sizeof(hash_entry*))));
+  table->buckets = buckets;
   if (gHashTrack) table->record = new_record(table, !hash, !compare, file, line);
   return table;
 }

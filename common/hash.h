@@ -56,6 +56,11 @@ extern vector* gHashRecords;  // of hash_record; absent until the first tracked 
 hash_table* hash_new_func(std::uint32_t size, hash_function hash, hash_comparison compare,
                           const char* file = __builtin_FILE(), int line = __builtin_LINE());
 
+// The same with `buckets`, `size` absent chain heads that the caller lends: for a table that every run
+// makes, whose untouched pages then cost nothing.
+hash_table* hash_newIn_func(hash_entry** buckets, std::uint32_t size, hash_function hash, hash_comparison compare,
+                            const char* file = __builtin_FILE(), int line = __builtin_LINE());
+
 // Returns 1, or 0 if the key is already there: then its old value stays. Fatal alert 296.
 int hash_insert_func(hash_table* table, Word key, Word value, const char* file = __builtin_FILE(),
                      int line = __builtin_LINE());

@@ -34,6 +34,12 @@ void* mem_alloc(std::uint32_t size) {
   return memory;
 }
 
+void* mem_allocRaw(std::uint32_t size) {
+  void* memory = std::malloc(size);
+  if (!memory) mem_exhausted();
+  return memory;
+}
+
 char* mem_dupText(const char* text, std::size_t length) {
   if (length >= UINT32_MAX) mem_exhausted();
   auto* copy = static_cast<char*>(mem_alloc(static_cast<std::uint32_t>(length + 1)));
@@ -78,16 +84,23 @@ static void remove_tempFiles() {
 }
 
 char* osdep_tempName() {
-  char path[] = "/tmp/qvXXXXXXX";  // mkstemp replaces the last six
-  const int descriptor = mkstemp(path);
-  if (descriptor < 0) return nullptr;
+  constexpr char kTemplate[] = "/tmp/qvXXXXXXX";  // mkstemp replaces the last six
+  // Memory first: nothing may fail between the making of the file and its note for removal.
+  auto* node = mem_array<temp_node>(1);
+  node->path = mem_dupText(kTemplate, sizeof kTemplate - 1);
+  char* path = mem_dupText(kTemplate, sizeof kTemplate - 1);
+  const int descriptor = mkstemp(node->path);
+  if (descriptor < 0) {
+    std::free(node->path);
+    std::free(node);
+    std::free(path);
+    return nullptr;
+  }
   close(descriptor);
   if (!gTempFiles) std::atexit(remove_tempFiles);
-  auto* node = static_cast<temp_node*>(mem_alloc(sizeof(temp_node)));
-  node->path = mem_dupText(path, sizeof path - 1);
   node->next = gTempFiles;
   gTempFiles = node;
-  return mem_dupText(path, sizeof path - 1);
+  return std::strcpy(path, node->path);
 }
 
 // ---- path text ----

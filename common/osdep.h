@@ -14,7 +14,11 @@
 // Zero-filled storage, released with free. Fatal alert 296 when there is none; never returns null.
 void* mem_alloc(std::uint32_t size);
 
-// The same for `count` elements; the caller's counts are bounded far below 4 GiB.
+// The same, not cleared: for large buffers that are filled before they are read, so that no page is
+// touched ahead of its use.
+void* mem_allocRaw(std::uint32_t size);
+
+// Zero-filled storage for `count` elements; the caller's counts are bounded far below 4 GiB.
 template <class T>
 T* mem_array(std::uint32_t count) {
   return static_cast<T*>(mem_alloc(count * static_cast<std::uint32_t>(sizeof(T))));

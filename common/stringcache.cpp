@@ -23,7 +23,8 @@ constexpr std::size_t LINE_PIECE = 1024;  // what fgets gets, its terminator inc
 
 const char* cache_intern(const char* text) {
   if (!text) return nullptr;
-  if (!gStringCache) gStringCache = hash_new_func(CACHE_BUCKETS, hash_string, hash_stringCompare);
+  static hash_entry* buckets[CACHE_BUCKETS];
+  if (!gStringCache) gStringCache = hash_newIn_func(buckets, CACHE_BUCKETS, hash_string, hash_stringCompare);
   const hash_slot slot = hash_probe(gStringCache, to_word(text));
   if (*slot.link) return word_ptr<const char>((*slot.link)->value);
   const char* copy = mem_dupText(text, std::strlen(text));

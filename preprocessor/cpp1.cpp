@@ -102,13 +102,16 @@ void drv_exit(int code) {
 // --- Start-up ---
 
 // A standard stream that is closed would lend its number to the next file that is opened, and text
-// would land there. The root directory can be opened but neither read nor written as a file.
+// would land there. What takes its place can't be used in that direction, so that a read or a write fails.
 static void guard_standardStreams() {
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++) {
     if (fcntl(fd, F_GETFD) >= 0) continue;
-    if (open("/", O_RDONLY) != fd) std::abort();  // the lowest free number, so it is this one
+    const int placeholder = fd == STDIN_FILENO ? open("/dev/null", O_WRONLY) : open("/", O_RDONLY);
+    if (placeholder < 0 && open("/", O_RDONLY) < 0) std::abort();  // else: the lowest free number, so this one
   }
-  std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is a failed write, and reported as one
+  // A closed pipe or a file that may not grow is a failed write, and reported as one.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
 }
 
 static char** read_argumentFile(char* argument) {

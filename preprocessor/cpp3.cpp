@@ -29,7 +29,7 @@ static void show_include(const char* path) {
   static hash_table* shown;
   if (shown == nullptr) shown = hash_new_func(SHOWN_BUCKETS, hash_string, hash_stringCompare);
   const char* interned = cache_intern(path);
-  if (hash_insert_func(shown, to_word(interned), to_word(interned))) std::fprintf(stderr, "%s\n", path);
+  if (hash_insert_func(shown, to_word(interned), to_word(interned))) alert_text(cache_printf("%s\n", path));
 }
 
 static int open_forReading(const char* path) { return open(path, O_RDONLY | O_CLOEXEC); }

@@ -27,7 +27,7 @@ bool gPresetLast;
 static void reserve_buffer(input_frame* frame, std::uint32_t units) {
   if (frame->capacity >= units) return;
   std::free(frame->buffer);
-  frame->buffer = mem_array<SourceChar>(units);
+  frame->buffer = static_cast<SourceChar*>(mem_allocRaw(units * static_cast<std::uint32_t>(sizeof(SourceChar))));
   frame->capacity = units;
 }
 

@@ -53,9 +53,10 @@ void scan_identifier(SourceChar first) {
 // A macro in use is hidden. In a plain frame that lies directly on the macro's own frame it is not:
 // so `F(F(1))` works, where the inner name is met in the argument of the outer call.
 bool scan_isVisible(const macro_def* macro) {
-  if (macro->disable == 0) return true;
   const input_frame* frame = gCurrentFrame;
-  return frame != nullptr && in_isPlain(frame) && frame->parent != nullptr && frame->parent->macro == macro;
+  if (frame == nullptr) return false;  // the name was the last of all input
+  if (macro->disable == 0) return true;
+  return in_isPlain(frame) && frame->parent != nullptr && frame->parent->macro == macro;
 }
 
 macro_def* scan_lookup(SourceChar first) {

@@ -1,10 +1,10 @@
 // Dependency text, in the order of the table of files seen, and the search list.
 #include "preprocessor/depend.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "common/alert.h"
 #include "common/cmode.h"
 #include "common/hash.h"
 #include "common/osdep.h"
@@ -101,9 +101,7 @@ void dep_writeAll() {
 }
 
 void drv_searchList() {
-  std::fflush(stderr);
-  std::fputs("#include \"...\" search starts here:\n#include <...> search starts here:\n", stderr);
-  for (std::uint32_t i = 0; i < gIncludeDirsEnd; i++) std::fprintf(stderr, "%s\n", gIncludeDirs[i]);
-  std::fputs("End of search list.\n", stderr);
-  std::fflush(stderr);
+  alert_text("#include \"...\" search starts here:\n#include <...> search starts here:\n");
+  for (std::uint32_t i = 0; i < gIncludeDirsEnd; i++) alert_text(cache_printf("%s\n", gIncludeDirs[i]));
+  alert_text("End of search list.\n");
 }

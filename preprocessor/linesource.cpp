@@ -41,7 +41,7 @@ line_source* source_open(int fd) {
   const std::uint32_t wanted = block_bytes(fd);
   if (source->capacity < wanted) {
     std::free(source->block);
-    source->block = mem_array<unsigned char>(wanted + SOURCE_SLACK);
+    source->block = static_cast<unsigned char*>(mem_allocRaw(wanted + SOURCE_SLACK));
     source->capacity = wanted;
   }
   source->fd = fd;
