@@ -42,7 +42,7 @@ void HTML_useTOC(std::int32_t depth);
 void HTML_close();
 
 void HTML_print(const char* format, ...) HTML_PRINTF(1, 2);  // into the document
-void HTML_char(unsigned char c);                             // one byte, the fast way for texts cut up by the caller
+void HTML_char(unsigned char c);                             // one byte of a text that the caller decodes
 void HTML_writeSource(const SourceChar* text);               // the same for program text
 void HTML_anchor(const char* name);                          // an opening anchor tag; it is never closed
 void HTML_heading(int level, const char* text);              // with label and contents entry as asked for

@@ -17,15 +17,6 @@
 
 // --- Parts that the directives share ---
 
-enum : int { MODE_VLASM = 8, MODE_VLLINK = 16 };
-static bool in_mode(int mode) { return (cmode_has(static_cast<std::uint32_t>(mode)) & 0xff) != 0; }
-
-static void alert_withWord(unsigned number) {
-  char* word = sc_narrowDup(gToken);
-  alert(number, static_cast<const char*>(word));
-  std::free(word);
-}
-
 static void check_lineEnd() {
   if (skip_ws() == '\n') return;
   alert(163u);
@@ -97,7 +88,7 @@ static void do_ifndef() { open_byName(false); }
 // Message 102 or 101 for a branch that has no conditional or follows its #else; the line is dropped.
 static bool refuse_branch() {
   if (gIfTop != gIfStack && (gIfTop->flags & IF_ELSE_SEEN) == 0) return false;
-  alert_withWord(gIfTop == gIfStack ? 102 : 101);
+  sc_alert(gIfTop == gIfStack ? 102 : 101, gToken);
   skip_line();
   return true;
 }
@@ -131,7 +122,7 @@ static void do_else() {
 
 static void do_endif() {
   if (gIfTop == gIfStack) {
-    alert_withWord(102);
+    sc_alert(102, gToken);
     skip_line();
     return;
   }
@@ -146,9 +137,7 @@ static void do_endif() {
 
 static void report_text(unsigned number) {
   collect_rest();
-  char* text = sc_narrowDup(gWorkBuffer);
-  alert(number, static_cast<const char*>(text));
-  std::free(text);
+  sc_alert(number, gWorkBuffer);
   check_lineEnd();
 }
 
@@ -182,8 +171,6 @@ static void do_line() {
 }
 
 // --- The others ---
-
-static void do_includeLine() { do_include(); }
 
 static void do_defineLine() {
   do_define();
@@ -229,7 +216,7 @@ constexpr directive kDirectives[] = {
     {"else",      PROCESS,      false,         do_else},
     {"endif",     PROCESS,      false,         do_endif},
     {"fi",        PROCESS,      false,         do_endif},
-    {"include",   DROP_LINE,    false,         do_includeLine},
+    {"include",   DROP_LINE,    false,         do_include},
     {"define",    DROP_LINE,    false,         do_defineLine},
     {"undef",     DROP_LINE,    false,         do_undefLine},
     {"undefine",  DROP_LINE,    false,         do_undefLine},
@@ -260,7 +247,7 @@ static directive_row candidate() {
     case word_hash('e', 'i'): return DIR_ELIF;
     case word_hash('e', 's'): return DIR_ELSE;
     case word_hash('e', 'd'): return gToken[3] == 'a' ? DIR_ENDASM : DIR_ENDIF;
-    case word_hash('f', 0): return in_mode(MODE_VLLINK) ? DIR_FI : DIR_UNKNOWN;
+    case word_hash('f', 0): return cmode_has(CMODE_VLLINK) != 0 ? DIR_FI : DIR_UNKNOWN;
     case word_hash('i', 'c'): return DIR_INCLUDE;
     case word_hash('d', 'f'): return DIR_DEFINE;
     case word_hash('u', 'd'): return DIR_UNDEF;
@@ -282,7 +269,7 @@ static bool is_word(directive_row row) { return sc_compareNarrow(gToken, kDirect
 static directive_row recognise() {
   const directive_row row = candidate();
   if (row == DIR_UNKNOWN || is_word(row)) return row;
-  if (row == DIR_UNDEF && in_mode(MODE_VLASM) && is_word(DIR_UNDEFINE)) return DIR_UNDEFINE;
+  if (row == DIR_UNDEF && cmode_has(CMODE_VLASM) != 0 && is_word(DIR_UNDEFINE)) return DIR_UNDEFINE;
   return DIR_UNKNOWN;
 }
 
@@ -295,7 +282,7 @@ static void scan_word(SourceChar c) {
     return;
   }
   scan_identifier(c);
-  if (in_mode(MODE_VLLINK)) sc_lower(gToken);
+  if (cmode_has(CMODE_VLLINK) != 0) sc_lower(gToken);
 }
 
 // --- Directives that bring the output up to date ---
@@ -349,7 +336,7 @@ static bool drop_skipped(directive_row row) {
 }
 
 static void do_unknown() {
-  if (gCompiling) alert_withWord(107);
+  if (gCompiling) sc_alert(107, gToken);
   check_lineEnd();
 }
 
@@ -358,7 +345,7 @@ std::int32_t control_line(std::int32_t pending) {
   if (is_lineEnd(c)) return pending + 1;
   scan_word(c);
   const directive_row row = recognise();
-  if (gCurrentFrame == nullptr || !in_isFile(gCurrentFrame)) alert_withWord(161);
+  if (gCurrentFrame != nullptr && !in_isFile(gCurrentFrame)) sc_alert(161, gToken);
   if (drop_skipped(row)) return pending + 1;
   if (row == DIR_UNKNOWN) {
     do_unknown();

@@ -33,8 +33,7 @@ static bool read_name(SourceChar closing) {
 }
 
 static void warn_aboutSeparators(const char* name) {
-  constexpr std::uint32_t GCI = 64;
-  if ((cmode_has(GCI) & 0xff) == 0) return;
+  if (cmode_has(CMODE_GCI) == 0) return;
   for (; *name != 0; name++) {
     if (*name == '\\' || *name == '/') alert_once(1427u);
   }

@@ -1,7 +1,8 @@
-// The command line.
+// What happens ahead of the first line, and the opening of include files.
 //
 // Options are decoded by hand, in one pass; a value is always joined to its option. File arguments
-// move down in the vector, and what later options say overwrites what earlier ones said.
+// move down in the vector, and what later options say overwrites what earlier ones said. The
+// predefined macros are entered before them, so that an option can replace or remove each.
 #include "preprocessor/cpp3.h"
 
 #include <fcntl.h>
@@ -182,58 +183,60 @@ static bool apply_letter(char* argument) {
   }
 }
 
-// --- Long options; `value` is what follows the name ---
+// --- Long options ---
 
-struct argument_vector {
-  int argc;
+struct long_call {
+  const char* text;   // the option without its dashes
+  const char* value;  // what follows its name
+  int argc;           // the vector as it stands
   char** argv;
 };
 
-static void load_catalogue(const char* value, const argument_vector*) {
-  if (!alert_loadCatalogue(value)) alert_raw("Could not open error description file %s\n", value);
+static void load_catalogue(const long_call* call) {
+  if (!alert_loadCatalogue(call->value)) alert_raw("Could not open error description file %s\n", call->value);
 }
 
-static void open_report(const char* value, const argument_vector*) {
+static void open_report(const long_call* call) {
   constexpr std::int32_t CONTENTS_DEPTH = 3;
-  gReportHandle = HTML_open(value, "CPP information for ", value, "udf_styles.css");
+  gReportHandle = HTML_open(call->value, "CPP information for ", call->value, "udf_styles.css");
   if (gReportHandle != nullptr) HTML_useTOC(CONTENTS_DEPTH);
 }
 
-static void disable_alerts(const char* value, const argument_vector*) { alert_disableList(value); }
+static void disable_alerts(const long_call* call) { alert_disableList(call->value); }
 
-static void set_maxErrors(const char* value, const argument_vector*) {
-  gMaxErrors = static_cast<std::uint32_t>(signed_number(value));
+static void set_maxErrors(const long_call* call) {
+  gMaxErrors = static_cast<std::uint32_t>(signed_number(call->value));
   alert_setMax(gMaxErrors);
 }
 
-static void show_version(const char*, const argument_vector*) {
+static void show_version(const long_call*) {
   banner_print();
   drv_exit(0);
 }
 
-static void set_mode(const char* value, const argument_vector*) {
-  cmode_set(value);
+static void set_mode(const long_call* call) {
+  cmode_set(call->value);
   gVlasmMode = cmode_get() == CMODE_VLASM;
   gReadSpecial.has[';'] = gVlasmMode;
 }
 
-static void leave_systemOut(const char*, const argument_vector*) { gDepNoSystem = true; }
+static void leave_systemOut(const long_call*) { gDepNoSystem = true; }
 
-static void add_include(const char* value, const argument_vector*) {
-  gPresetText = cache_printf("%s#include <%s>\n", gPresetText, value);
+static void add_include(const long_call* call) {
+  gPresetText = cache_printf("%s#include <%s>\n", gPresetText, call->value);
 }
 
-// The text for the debug facility begins behind the dashes; arguments are logged as they stand now.
-static void set_debug(const char* value, const argument_vector* arguments) {
-  db_options(value - std::strlen("qvdebug="));
+// The arguments are logged as they stand now.
+static void set_debug(const long_call* call) {
+  db_options(call->text);
   if (gDebugFlags == 0) return;
   if (gArgFileName != nullptr) db_logArgs(1, &gArgFileName);
-  db_logArgs(arguments->argc - 1, arguments->argv + 1);
+  db_logArgs(call->argc - 1, call->argv + 1);
 }
 
 struct long_option {
   const char* name;  // with its `=` if a value follows
-  void (*apply)(const char* value, const argument_vector* arguments);
+  void (*apply)(const long_call* call);
 };
 
 constexpr long_option kLongOptions[] = {
@@ -243,12 +246,13 @@ constexpr long_option kLongOptions[] = {
 };
 
 // False if there is no such option.
-static bool apply_long(const char* text, const argument_vector* arguments) {
+static bool apply_long(const char* text, int argc, char** argv) {
   for (const long_option& option : kLongOptions) {
     const std::size_t length = std::strlen(option.name);
     if (strncasecmp(text, option.name, length) != 0) continue;
     if (option.name[length - 1] != '=' && text[length] != 0) continue;
-    option.apply(text + length, arguments);
+    const long_call call = {text, text + length, argc, argv};
+    option.apply(&call);
     return true;
   }
   return false;
@@ -263,14 +267,13 @@ static void clamp_identifierMax() {
 
 int drv_options(int argc, char** argv) {
   constexpr int FILE_ARGUMENTS_MAX = 2;
-  const argument_vector arguments = {argc, argv};
   int files = 0;
   cmode_set("lks");
   for (int i = 1; i < argc; i++) {
     char* argument = argv[i];
     if (argument[0] != '-' || argument[1] == 0) {
       argv[++files] = argument;
-    } else if (argument[1] == '-' ? !apply_long(argument + 2, &arguments) : !apply_letter(argument)) {
+    } else if (argument[1] == '-' ? !apply_long(argument + 2, argc, argv) : !apply_letter(argument)) {
       alert(168u, static_cast<const char*>(argument));
     }
   }

@@ -126,6 +126,11 @@ void in_pushArgument(std::uint32_t n) {
   }
   gCurrentFrame->arg_of = macro;
   macro->disable--;
+  if (caller->carried != 0) {  // what ended on the caller is noted by the first unit of the argument
+    gCurrentFrame->carried = caller->carried;
+    gCurrentFrame->depth_due = true;
+    caller->carried = 0;
+  }
 }
 
 // --- Reading: tables and the state of one read ---
@@ -204,9 +209,7 @@ static void lower_depth(std::int32_t by) {
 
 static void show_macro(macro_def* macro) {
   if (--macro->disable < 0) {
-    char* name = sc_narrowDup(macro->name);
-    alert(158u, static_cast<const char*>(name));
-    std::free(name);
+    sc_alert(158u, macro->name);
   }
   macro_unhold(macro);
 }
@@ -221,6 +224,17 @@ void in_endText() {
   if (gCurrentFrame == nullptr) return;
   gCurrentFrame->carried += ended;
   gCurrentFrame->depth_due = true;
+}
+
+void in_lookBelow(bool across_macros, std::int32_t units) {
+  while (!in_isFile(gCurrentFrame) && *gCurrentFrame->text_pos == 0) {
+    if (gCurrentFrame->macro != nullptr) {
+      gCurrentFrame->carried = 0;  // the mark was delivered
+      if (!across_macros) return;
+    }
+    in_endText();
+  }
+  in_settle(gCurrentFrame, units);
 }
 
 static read_step end_textFrame() {
@@ -354,7 +368,7 @@ static read_step end_blockComment(reader* r) {
   input_frame* frame = r->frame = gCurrentFrame;
   const bool in_file = in_isFile(frame);
   const SourceChar next = in_file ? *frame->file_pos : *frame->text_pos;
-  if (next == '\n' || is_white(next)) return FETCH;
+  if (next == '\n' || is_white(next)) return FROM_TOP;
   if (in_file && frame->file_pos > frame->stream->line) frame->file_pos[-1] = ' ';
   if (!in_file && frame->text_pos > frame->text_start) frame->text_pos[-1] = ' ';
   r->unit = ' ';
@@ -432,11 +446,23 @@ static read_step read_semicolon(reader* r) {
 // Units behind a backslash that leave it as it is, without a look at anything else.
 static bool is_inert(SourceChar c) { return char_isByte(c) && !gReadSpecial.has[c] && !is_white(c); }
 
+// The same for the text below one that ends behind a backslash. It is looked at where it lies: had the
+// frame ended, the backslash could not be given back.
+static bool is_inertBelow(const input_frame* frame) {
+  for (;;) {
+    frame = frame->parent;
+    if (frame == nullptr || frame->at_end) return false;
+    const SourceChar c = in_isFile(frame) ? *frame->file_pos : *frame->text_pos;
+    if (c != 0) return is_inert(c) || ch_isParam(c);
+    if (in_isFile(frame)) return false;
+  }
+}
+
 template <class Unit>
 static bool is_plainRun(const input_frame* frame, const Unit* next) {
   if (gPlainRunSerial == frame->serial && next < static_cast<const Unit*>(gPlainRunEnd)) return true;
   while (*next == '\\') next++;
-  if (!is_inert(*next)) return false;
+  if (!is_inert(*next) && (*next != 0 || in_isFile(frame) || !is_inertBelow(frame))) return false;
   gPlainRunSerial = frame->serial;
   gPlainRunEnd = next;
   return true;
@@ -475,10 +501,7 @@ static read_step end_backslash(reader* r) {
   }
   if (waiting->spaces) alert(1342u);
   gLineStale = true;
-  r->frame = gCurrentFrame;
-  if (r->frame != nullptr) return FETCH;
-  r->unit = 0;
-  return DELIVER;
+  return FROM_TOP;
 }
 
 // The replacement for `??` and `third`, or 0.

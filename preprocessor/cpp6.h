@@ -167,6 +167,10 @@ inline void in_settle(input_frame* frame, std::int32_t units) {
 // delivered; its parent becomes current. Raises 158.
 void in_endText();
 
+// What the look-ahead behind the end of the current text does: ends plain frames, and with `across_macros`
+// macro frames too, until a unit comes, and reads that unit `units` times; it is given back each time.
+void in_lookBelow(bool across_macros, std::int32_t units);
+
 // The next unit of input, 0 at the end of all input. Raises 139, 158, 179, 180, 1342, 1470.
 inline SourceChar get() {
   input_frame* const frame = gCurrentFrame;

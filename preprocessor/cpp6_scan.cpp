@@ -22,12 +22,12 @@ static void take_wordRun() {
   input_frame* frame = gCurrentFrame;
   if (frame == nullptr || frame->depth_due) return;
   if (in_isFile(frame)) {
-    const unsigned char* p = frame->file_pos;
+    unsigned char* p = frame->file_pos;
     while (kWordBytes.has[*p]) {
       if (gTokenLength < gIdentifierMax) gToken[gTokenLength++] = *p;
       p++;
     }
-    frame->file_pos += p - frame->file_pos;
+    frame->file_pos = p;
   } else {
     SourceChar* p = frame->text_pos;
     while (char_isWord(*p)) {
@@ -125,9 +125,7 @@ bool scan_catenate(SourceChar c) {
   if (begins_rightOperand(first)) {
     const SourceChar* right = skip_noExpand(gToken);
     if (left_length + sc_length(right) >= WORK_BUFFER_UNITS) {
-      char* name = sc_narrowDup(left);
-      alert(155u, static_cast<const char*>(name));
-      std::free(name);
+      sc_alert(155u, left);
     } else {
       sc_copy(gWorkBuffer + left_length, right);
     }

@@ -15,24 +15,29 @@
 #include "preprocessor/cpp6.h"
 #include "preprocessor/reports.h"
 
+// A full buffer is reported once; what does not fit is lost.
 void work_put(SourceChar c) {
-  if (gWorkFill == WORK_BUFFER_UNITS) {
-    gWorkBuffer[WORK_BUFFER_UNITS - 1] = 0;
-    char* text = sc_narrowDup(gWorkBuffer);
-    alert(156u, static_cast<const char*>(text));
-    std::free(text);
+  static bool full;
+  if (gWorkFill < WORK_BUFFER_UNITS) {
+    full = false;
+    gWorkBuffer[gWorkFill++] = c;
     return;
   }
-  gWorkBuffer[gWorkFill++] = c;
+  gWorkBuffer[WORK_BUFFER_UNITS - 1] = 0;
+  if (!full) sc_alert(156u, gWorkBuffer);
+  full = true;
 }
 
 void area_put(SourceChar c) {
+  static bool full;
   if (c == CH_MACRO_END) return;
-  if (gMacroAreaFill == MACRO_AREA_UNITS) {
-    alert(149u);
+  if (gMacroAreaFill < MACRO_AREA_UNITS) {
+    full = false;
+    gMacroArea[gMacroAreaFill++] = c;
     return;
   }
-  gMacroArea[gMacroAreaFill++] = c;
+  if (!full) alert(149u);
+  full = true;
 }
 
 // --- Parameters ---

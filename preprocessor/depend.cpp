@@ -60,7 +60,7 @@ static void write_listEntry(const char* path) {
 // The object extension for a source with the extension `source` (with its dot, or "").
 static const char* object_extension(const char* source) {
   if (std::strcmp(source, ".c") != 0) return "obj";
-  return (cmode_has(CMODE_LKS | CMODE_GCI) & 0xff) != 0 ? "p1" : "o";
+  return cmode_has(CMODE_LKS | CMODE_GCI) != 0 ? "p1" : "o";
 }
 
 // " dep.d  dep.o:  in.c"; false, with nothing written, if the target has no extension to replace.

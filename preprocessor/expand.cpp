@@ -288,8 +288,7 @@ static void collect_arguments(const macro_def* macro, argument_list* list) {
 }
 
 static void check_count(const macro_def* macro, std::uint32_t count) {
-  constexpr int GCI = 64;
-  if (static_cast<std::int32_t>(count) == macro->nargs || (cmode_has(GCI) & 0xff) != 0) return;
+  if (static_cast<std::int32_t>(count) == macro->nargs || cmode_has(CMODE_GCI) != 0) return;
   if (sc_compareNarrow(macro->name, "__interrupt") == 0) return;
   char* name = sc_narrowDup(macro->name);
   alert(171u, static_cast<const char*>(name), static_cast<int>(count), static_cast<int>(macro->nargs));
@@ -313,9 +312,7 @@ static void put(text_builder* text, SourceChar c) {
   }
   if (text->full) return;
   text->full = true;
-  char* name = sc_narrowDup(text->macro->name);
-  alert(153u, static_cast<const char*>(name));
-  std::free(name);
+  sc_alert(153u, text->macro->name);
 }
 
 // The raw text of the argument that marker `c` stands for, or absent.
@@ -386,7 +383,7 @@ static bool build_text(text_builder* text) {
 static void attach_arguments(input_frame* frame, const macro_def* macro, const argument_list* list,
                              std::uint32_t area_start) {
   const std::uint32_t units = gMacroAreaFill - area_start;
-  if (frame->arg_capacity < units) {
+  if (frame->arg_capacity <= units) {
     std::free(frame->arg_text);
     frame->arg_capacity = units < 256 ? 256 : units * 2;
     frame->arg_text = mem_array<SourceChar>(frame->arg_capacity);
@@ -397,6 +394,7 @@ static void attach_arguments(input_frame* frame, const macro_def* macro, const a
     frame->arg_text[i] = unit;
     slashes |= static_cast<SourceChar>(unit == '/');
   }
+  frame->arg_text[units] = 0;  // in a full area the last argument has no end
   frame->args_have_slash = slashes != 0;
   const auto nargs = static_cast<std::uint32_t>(macro->nargs);
   for (std::uint32_t n = 0; n < nargs; n++) {
@@ -424,9 +422,7 @@ static void push_macroFrame(macro_def* macro, const argument_list* list, std::ui
 
 // An internal check: no entry of another negative kind can be made.
 static bool refuse_kind(const macro_def* macro) {
-  char* name = sc_narrowDup(macro->name);
-  alert(150u, static_cast<const char*>(name));
-  std::free(name);
+  sc_alert(150u, macro->name);
   return false;
 }
 

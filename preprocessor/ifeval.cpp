@@ -307,6 +307,8 @@ static token read_token(evaluator* e) {
 
 // --- Reducing ---
 
+static bool is_unary(std::uint8_t op) { return op >= OP_UNARY_PLUS && op <= OP_NOT; }
+
 static std::int64_t divide(const evaluator* e, std::uint8_t op, if_value left, if_value right, bool is_signed) {
   if (right.value == 0) {
     if (e->top[1].skip == 0) alert(op == OP_DIVIDE ? 175u : 990u);
@@ -406,7 +408,7 @@ static reduction reduce(evaluator* e, std::uint8_t arriving) {
       return REDUCED;
     default:
       e->top--;
-      if (op >= OP_UNARY_PLUS && op <= OP_NOT) {
+      if (is_unary(op)) {
         reduce_unary(e, op);
       } else {
         reduce_binary(e, op);
@@ -446,8 +448,6 @@ static reduction push_value(evaluator* e) {
   e->binop = true;
   return NEXT_TOKEN;
 }
-
-static bool is_unary(std::uint8_t op) { return op >= OP_UNARY_PLUS && op <= OP_NOT; }
 
 static reduction apply_operator(evaluator* e, std::uint8_t op) {
   std::uint8_t byte = kOperators[op].byte;

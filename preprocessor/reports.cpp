@@ -1,4 +1,6 @@
-// Both reports walk the chains in order and decode bodies, each in its own way.
+// The symbol table as text (-dM, to a stream) and as HTML (--udf=, through the report writer).
+//
+// Both walk the chains in order and decode the encoded bodies, each in its own way.
 #include "preprocessor/reports.h"
 
 #include "common/html.h"

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/alert.h"
 #include "common/osdep.h"
 
 SourceChar* sc_fromNarrow(SourceChar* destination, const char* source) {
@@ -47,6 +48,12 @@ void sc_write(const SourceChar* text, std::FILE* stream) {
   for (; *text != 0; text++) {
     if (!ch_isSilent(*text)) std::putc(static_cast<int>(*text & 0xff), stream);
   }
+}
+
+void sc_alert(unsigned number, const SourceChar* text) {
+  char* narrow = sc_narrowDup(text);
+  alert(number, static_cast<const char*>(narrow));
+  std::free(narrow);
 }
 
 std::uint32_t sc_toInt(const SourceChar* source) {

@@ -124,6 +124,9 @@ SourceChar* sc_wideDup(const char* source);
 SourceChar* sc_dup(const SourceChar* source);
 SourceChar* sc_dupN(const SourceChar* source, std::uint32_t length);
 
+// Raises message `number` with `text` as its one argument.
+void sc_alert(unsigned number, const SourceChar* text);
+
 // Decimal value of the digits at the start, 0 if there are none; wraps at 32 bits.
 std::uint32_t sc_toInt(const SourceChar* source);
 

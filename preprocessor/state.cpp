@@ -32,7 +32,7 @@ SourceChar gToken[IDENTIFIER_MAX + 1];
 std::uint32_t gTokenLength;
 SourceChar gWorkBuffer[WORK_BUFFER_UNITS];
 std::uint32_t gWorkFill;
-SourceChar gMacroArea[MACRO_AREA_UNITS];
+SourceChar gMacroArea[MACRO_AREA_UNITS + 1];  // the last stays 0: a text that starts where the area ends
 std::uint32_t gMacroAreaFill;
 
 if_entry gIfStack[IF_STACK_ENTRIES] = {{1, 0}};

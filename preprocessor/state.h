@@ -57,7 +57,7 @@ extern SourceChar gToken[IDENTIFIER_MAX + 1];  // the last identifier read
 extern std::uint32_t gTokenLength;
 extern SourceChar gWorkBuffer[WORK_BUFFER_UNITS];  // scratch text
 extern std::uint32_t gWorkFill;
-extern SourceChar gMacroArea[MACRO_AREA_UNITS];  // parameter names, arguments of calls in progress
+extern SourceChar gMacroArea[MACRO_AREA_UNITS + 1];  // parameter names, arguments of calls in progress
 extern std::uint32_t gMacroAreaFill;
 
 // --- Conditionals (cpp2) ---

@@ -24,6 +24,8 @@ static bool is_loneSlash(const Unit* p) {
 
 // --- Tokens: each returns the end of the token at `p`, or nullptr for the ordinary road ---
 
+static bool is_suffix(SourceChar c) { return char_upper(c) == 'U' || char_upper(c) == 'L'; }
+
 template <class Unit>
 static Unit* end_ofSuffix(Unit* p) {
   bool seen_u = false;
@@ -66,18 +68,24 @@ static Unit* end_ofString(Unit* p) {
 
 // --- What follows the end of a text, without reading it ---
 
-enum run_kind { TOKEN_NAME, TOKEN_NUMBER, TOKEN_DOT, TOKEN_SIGN };
+enum run_kind {
+  TOKEN_NAME,
+  TOKEN_NUMBER,    // without a suffix: runs on across the end of a macro's text
+  TOKEN_SUFFIXED,  // a number that can only end
+  TOKEN_DOT,
+  TOKEN_OTHER,  // operators, other signs, literals
+};
 
 template <class Unit>
 static bool is_quietUnit(const Unit* p, run_kind kind) {
   if (!is_plain(*p) && !is_loneSlash(p)) return false;
-  if (kind == TOKEN_SIGN) return true;
+  if (kind == TOKEN_OTHER) return true;
   if (kind == TOKEN_DOT) return !char_isDigit(*p);
-  return !char_isWord(*p) && (kind == TOKEN_NAME || *p != '.');
+  return !char_isWord(*p) && (kind != TOKEN_NUMBER || *p != '.');
 }
 
 // The look-ahead of a token that ends with the text of `frame`: a plain frame gives way to the text
-// below; a macro frame gives its mark, which only a number runs across.
+// below; a macro frame gives its mark, which only a number without a suffix runs across.
 static bool is_quietBelow(const input_frame* frame, run_kind kind) {
   while (frame->macro == nullptr || kind == TOKEN_NUMBER) {
     frame = frame->parent;
@@ -86,18 +94,6 @@ static bool is_quietBelow(const input_frame* frame, run_kind kind) {
     if (*frame->text_pos != 0) return is_quietUnit(frame->text_pos, kind);
   }
   return true;
-}
-
-// That look-ahead, done: the current frame is then the one that the next unit comes from.
-static void look_below(run_kind kind) {
-  while (!in_isFile(gCurrentFrame) && *gCurrentFrame->text_pos == 0) {
-    if (gCurrentFrame->macro != nullptr) {
-      gCurrentFrame->carried = 0;  // the mark was delivered
-      if (kind != TOKEN_NUMBER) return;
-    }
-    in_endText();
-  }
-  in_settle(gCurrentFrame, kind == TOKEN_NAME ? 2 : 1);  // a name is looked behind twice
 }
 
 // --- Tokens ---
@@ -118,7 +114,7 @@ static Unit* end_ofWord(Unit* p) {
 
 template <class Unit>
 static plain_token<Unit> measure(Unit* p) {
-  plain_token<Unit> token = {p + 1, 1, TOKEN_SIGN, true};
+  plain_token<Unit> token = {p + 1, 1, TOKEN_OTHER, true};
   const int code = char_class(*p);
   switch (code) {
     case CC_LETTER:
@@ -127,7 +123,7 @@ static plain_token<Unit> measure(Unit* p) {
       break;
     case CC_DIGIT:
       token.end = end_ofNumber(p);
-      token.kind = TOKEN_NUMBER;
+      token.kind = token.end != nullptr && is_suffix(token.end[-1]) ? TOKEN_SUFFIXED : TOKEN_NUMBER;
       break;
     case CC_DOT:
       if (char_isDigit(p[1])) token.end = nullptr;
@@ -251,12 +247,14 @@ static run_end run(input_frame* frame, Unit** pos, text_state* state) {
     if (!begins_token(p, in_file)) return RUN_ORDINARY;
     const plain_token<Unit> token = measure(p);
     if (!is_quiet(frame, &token)) return RUN_ORDINARY;
+    if (in_file) gMacroDepth = 0;
     macro_def* macro = token.kind == TOKEN_NAME ? find_macro(p, token.length) : nullptr;
     const bool at_end = token.looks_ahead && *token.end == 0 && !in_file;
     *pos = token.end;
     in_settle(frame, static_cast<std::int32_t>(token.end - p) + (token.looks_ahead && !at_end ? 1 : 0));
     if (macro == nullptr) write_units(p + (*p == CH_NO_EXPAND), token.length - (*p == CH_NO_EXPAND), state);
-    if (at_end) look_below(token.kind);
+    // A macro's name is looked behind twice: for its end, and for a paste.
+    if (at_end) in_lookBelow(token.kind == TOKEN_NUMBER, macro != nullptr ? 2 : 1);
     if (macro != nullptr) {
       if (scan_isVisible(macro)) {
         expand_name(macro, state);
@@ -274,11 +272,6 @@ static run_end pass_marker(input_frame* frame, text_state* state) {
   if (ch_isParam(c)) {
     frame->text_pos++;
     in_pushArgument(c - CH_PARAM_BASE);
-    if (gCurrentFrame != frame && frame->carried != 0) {
-      gCurrentFrame->carried = frame->carried;
-      gCurrentFrame->depth_due = true;
-      frame->carried = 0;
-    }
     return RUN_FRAME;
   }
   if (c != 0) return RUN_ORDINARY;
@@ -303,7 +296,6 @@ bool text_run(text_state* state) {
       if (run_text(frame, state) == RUN_ORDINARY) return false;
       continue;
     }
-    gMacroDepth = 0;
     if (run(frame, &frame->file_pos, state) == RUN_FRAME) continue;
     if (*frame->file_pos != '\n') return false;
     in_settle(frame, 1);

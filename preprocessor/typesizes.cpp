@@ -129,9 +129,7 @@ static bool take_word(type_operand* operand) {
     operand->last_word = &word;
     return true;
   }
-  char* name = sc_narrowDup(gToken);
-  alert(130u, static_cast<const char*>(name));
-  std::free(name);
+  sc_alert(130u, gToken);
   return false;
 }
 
