@@ -217,7 +217,7 @@ static void show_version(const long_call*) {
 static void set_mode(const long_call* call) {
   cmode_set(call->value);
   gVlasmMode = cmode_get() == CMODE_VLASM;
-  gReadSpecial.has[';'] = gVlasmMode;
+  in_setComment(';', gVlasmMode);
 }
 
 static void leave_systemOut(const long_call*) { gDepNoSystem = true; }

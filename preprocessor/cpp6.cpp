@@ -409,10 +409,10 @@ static read_step read_blockComment(reader* r, std::uint64_t serial) {
   }
 }
 
-// Does the text below a plain frame that a `/` ends begin with what can't open a comment? Then the frame
+// Does the text below an argument that a `/` ends begin with what can't open a comment? Then the frame
 // is not left for the look-ahead, and the slash can be given back.
 static bool is_loneBelow(const input_frame* frame) {
-  if (!in_isPlain(frame) || *frame->text_pos != 0) return false;
+  if (frame->arg_of == nullptr || *frame->text_pos != 0) return false;
   const input_frame* below = frame->parent;
   if (below == nullptr || in_isFile(below) || below->at_end) return false;
   return *below->text_pos != '*' && *below->text_pos != '/' && (*below->text_pos != 0 || below->macro != nullptr);
@@ -446,16 +446,17 @@ static read_step read_semicolon(reader* r) {
 // Units behind a backslash that leave it as it is, without a look at anything else.
 static bool is_inert(SourceChar c) { return char_isByte(c) && !gReadSpecial.has[c] && !is_white(c); }
 
-// The same for the text below one that ends behind a backslash. It is looked at where it lies: had the
-// frame ended, the backslash could not be given back.
+// The same for the text below a macro's or an argument's that ends behind a backslash. It is looked at where
+// it lies: had the frame ended, the backslash could not be given back. (Pushed text can: a step back finds
+// the unit that it was made from.)
 static bool is_inertBelow(const input_frame* frame) {
-  for (;;) {
+  while (frame->macro != nullptr || frame->arg_of != nullptr) {
     frame = frame->parent;
     if (frame == nullptr || frame->at_end) return false;
     const SourceChar c = in_isFile(frame) ? *frame->file_pos : *frame->text_pos;
     if (c != 0) return is_inert(c) || ch_isParam(c);
-    if (in_isFile(frame)) return false;
   }
+  return false;
 }
 
 template <class Unit>

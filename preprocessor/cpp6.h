@@ -150,6 +150,7 @@ void in_releaseMain();
 // Bytes at which get() has to look closer: line ends, comments, backslashes, trigraphs, and `;` once
 // gVlasmMode is set.
 extern byte_set gReadSpecial;
+inline void in_setComment(unsigned char byte, bool on) { gReadSpecial.has[byte] = on; }
 
 SourceChar in_getSlow();
 void in_ungetSlow();

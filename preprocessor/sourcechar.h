@@ -63,16 +63,15 @@ constexpr char_class_table make_classTable() {
   for (int c = '0'; c <= '9'; c++) table.of[c] = CC_DIGIT;
   for (int c = 'A'; c <= 'Z'; c++) table.of[c] = CC_LETTER;
   for (int c = 'a'; c <= 'z'; c++) table.of[c] = CC_LETTER;
-  table.of['_'] = table.of['$'] = table.of[29] = CC_LETTER;
   constexpr struct {
     unsigned char byte;
     std::uint8_t code;
   } kSigns[] = {
-      {'+', CC_PLUS},    {'-', CC_MINUS},    {'*', CC_STAR},  {'/', CC_SLASH},      {'%', CC_PERCENT},
-      {'&', CC_AND},     {'|', CC_OR},       {'^', CC_XOR},   {'=', CC_EQUAL},      {'<', CC_LESS},
-      {'>', CC_GREATER}, {'?', CC_QUESTION}, {':', CC_COLON}, {'!', CC_NOT},        {'~', CC_NOT},
-      {'(', CC_OPEN},    {')', CC_CLOSE},    {'"', CC_QUOTE}, {'\'', CC_QUOTE},     {'.', CC_DOT},
-      {'\t', CC_SPACE},  {' ', CC_SPACE},    {31, CC_SPACE},  {'\\', CC_BACKSLASH}, {0, CC_END},
+      {'_', CC_LETTER}, {'$', CC_LETTER},  {29, CC_LETTER},      {'+', CC_PLUS},   {'-', CC_MINUS}, {'*', CC_STAR},
+      {'/', CC_SLASH},  {'%', CC_PERCENT}, {'&', CC_AND},        {'|', CC_OR},     {'^', CC_XOR},   {'=', CC_EQUAL},
+      {'<', CC_LESS},   {'>', CC_GREATER}, {'?', CC_QUESTION},   {':', CC_COLON},  {'!', CC_NOT},   {'~', CC_NOT},
+      {'(', CC_OPEN},   {')', CC_CLOSE},   {'"', CC_QUOTE},      {'\'', CC_QUOTE}, {'.', CC_DOT},   {'\t', CC_SPACE},
+      {' ', CC_SPACE},  {31, CC_SPACE},    {'\\', CC_BACKSLASH}, {0, CC_END},
   };
   for (auto sign : kSigns) table.of[sign.byte] = sign.code;
   return table;

@@ -144,7 +144,7 @@ static plain_token<Unit> measure(Unit* p) {
 // May the token be taken here, look-ahead and all?
 template <class Unit>
 static bool is_quiet(const input_frame* frame, const plain_token<Unit>* token) {
-  if (token->end == nullptr || token->length > RUN_TOKEN_MAX) return false;
+  if (token->length > RUN_TOKEN_MAX) return false;
   if (!token->looks_ahead) return true;
   const Unit* next = token->end;
   if (*next == 0 && !in_isFile(frame)) return is_quietBelow(frame, token->kind);
@@ -246,7 +246,7 @@ static run_end run(input_frame* frame, Unit** pos, text_state* state) {
     Unit* p = *pos = pass_spaces(frame, *pos, state);
     if (!begins_token(p, in_file)) return RUN_ORDINARY;
     const plain_token<Unit> token = measure(p);
-    if (!is_quiet(frame, &token)) return RUN_ORDINARY;
+    if (token.end == nullptr || !is_quiet(frame, &token)) return RUN_ORDINARY;
     if (in_file) gMacroDepth = 0;
     macro_def* macro = token.kind == TOKEN_NAME ? find_macro(p, token.length) : nullptr;
     const bool at_end = token.looks_ahead && *token.end == 0 && !in_file;

@@ -109,12 +109,14 @@ static bool refuse_syntax() {
   return refuse(134);
 }
 
+static bool is_next(SourceChar c) { return skip_ws() == c; }
+
 // Behind a second `(`: `*)`, and perhaps `()`.
 static bool read_functionForm(type_operand* operand) {
-  if (skip_ws() != '*' || skip_ws() != ')') return refuse_syntax();
-  if (skip_ws() != '(') {
+  if (!is_next('*') || !is_next(')')) return refuse_syntax();
+  if (!is_next('(')) {
     unget();
-  } else if (skip_ws() != ')') {
+  } else if (!is_next(')')) {
     return refuse_syntax();
   }
   operand->types |= TYPE_FUNCTION;

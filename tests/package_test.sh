@@ -1,0 +1,39 @@
+#!/bin/sh
+# The diagnostic package, read back by two other programs, and what damaged archives do to a run.
+command -v unzip >&2 && command -v python3 >&2 || { echo "package_test: unzip or python3 is missing"; exit 77; }
+cpp=$(realpath "$CPP_PROGRAM") || exit 1; dir=$(mktemp -d); trap 'rm -rf "$dir"' EXIT; cd "$dir" || exit 1
+failed=0
+is() { [ "$2" = "$3" ] || { failed=1; printf '%s: expected\n%s\nactual\n%s\n' "$1" "$2" "$3"; }; }
+names() { python3 -m zipfile -l "$1" | awk 'NR > 1 { printf "%s ", $1 }'; }
+echo '#error e' >e.c; echo '#include "no.h"' >f.c; : >a; : >a.h; printf '#include "a"\n#include "a.h"\n' >h.c
+run() { "$cpp" "$@" >out 2>err; status=$?; }
+
+run --qvdebug=on,zip:p.zip e.c; is 'first run' 'preprocessor-1.out ' "$(names p.zip)"
+run --qvdebug=alerts,num:2,zip:+p.zip f.c
+is 'second run, a fatal one' 'preprocessor-1.out preprocessor-2.out ' "$(names p.zip)"
+is 'its entry' "$(cat preprocessor-2.out)" "$(unzip -p p.zip preprocessor-2.out)"
+is 'its last line' 1 "$(unzip -p p.zip preprocessor-2.out | tail -n 1 | grep -c '^ALERT> .*(141)')"
+is 'check by unzip' 'No errors detected in compressed data of p.zip.' "$(unzip -t p.zip | tail -n 1)"
+run --qvdebug=on,num:3,zip:p.zip e.c; is 'without +' 'preprocessor-3.out ' "$(names p.zip)"
+run --qvdebug=on,zip:v.zip --ver; is 'a run that ends early' 'preprocessor-1.out ' "$(names v.zip)"
+run --qvdebug=on,out:log,zip:p.zip e.c; is 'out: turns zip off' absent "$([ -e p.zip ] && echo there || echo absent)"
+
+run --qvdebug=adt,zip:a.zip h.c
+is 'container report' 'Hash Living Vector Living Total ' "$(sed -nE 's/^# *(Hash|Living|Vector|Total) .*/\1/p' preprocessor-1.out | tr '\n' ' ')"
+is 'a clash' 1 "$(grep -cE '^[a-z].*> HASH @ [^ ]+ \(2/237\) clashed 1 times inserting' preprocessor-1.out)"
+is 'figures of the table' 1 "$(grep -c '1/237    2/237    1    n    n    Y' preprocessor-1.out)"
+is 'a vector that grew' 1 "$(awk '/^# Vector/ { v = 1 } v && /[0-9]\/[0-9]/ { n++ } END { print (n > 2) }' preprocessor-1.out)"
+is 'the packed copy comes ahead of it' 0 "$(unzip -p a.zip preprocessor-1.out | grep -c 'Master List')"
+
+run --qvdebug=on,zip:w.zip e.c
+size=$(wc -c <w.zip); i=0
+while [ $i -lt $((size * 2)) ]; do  # cut off at each of the first bytes, then with one byte after the other flipped
+  cp w.zip b.zip
+  if [ $i -lt "$size" ]; then truncate -s $i b.zip; else printf '\377' | dd of=b.zip bs=1 seek=$((i - size)) conv=notrunc 2>err; fi
+  before=$(cksum <b.zip)
+  run --qvdebug=on,num:2,zip:+b.zip e.c
+  [ $status -eq 1 ] || { failed=1; echo "damaged archive $i: status $status"; }
+  if grep -q Unable err; then is "damaged archive $i, unreadable" "$before" "$(cksum <b.zip)"; fi
+  i=$((i + 7))
+done
+exit $failed
