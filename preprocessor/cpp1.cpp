@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include "common/alert.h"
 #include "common/html.h"
@@ -49,53 +50,51 @@ static void alert_positionHook() {
   alert_setPosition(frame->name, &gLine, &start, &end, &position);
 }
 
-// --- The end of the run ---
+// --- The end of the run: each step returns 1 if it makes the run fail ---
 
-static void write_dependencies() {
-  if (gDepStream == nullptr || gDepSeen == nullptr) return;
+static int write_dependencies() {
+  if (gDepStream == nullptr || gDepSeen == nullptr) return 0;
   out_setDiscard(false);  // what the buffer holds is still dropped
   dep_writeAll();
+  return 0;
 }
 
-static void close_output() {
+static int close_output() {
   out_flush();
   errno = 0;
   const bool lost = std::fflush(stdout) != 0 || std::ferror(stdout) != 0;
-  if ((lost || close(STDOUT_FILENO) != 0) && !out_failed()) {
-    alert_raw("Could not write the output: %s", static_cast<const char*>(std::strerror(errno != 0 ? errno : EIO)));
-    drv_exit(1);
-  }
+  if ((!lost && close(STDOUT_FILENO) == 0) || out_failed()) return 0;
+  alert_raw("Could not write the output: %s", static_cast<const char*>(std::strerror(errno != 0 ? errno : EIO)));
+  return 1;
 }
 
-static void report_lostFile(const char* path, int error) {
+static int finish_debug() {
+  db_finish();
+  return 0;
+}
+
+static int report_lostFile(const char* path, int error) {
   alert_raw("Could not write \"%s\": %s", path, static_cast<const char*>(std::strerror(error)));
-  drv_exit(1);
+  return 1;
 }
 
-static void check_report() {
-  const char* path;
-  int error;
-  if (HTML_lost(&path, &error)) report_lostFile(path, error);
+static int check_files() {
+  int status = 0;
+  for (auto lost : {HTML_lost, db_lost}) {
+    const char* path;
+    int error;
+    if (lost(&path, &error)) status = report_lostFile(path, error);
+  }
+  return status;
 }
 
-static void check_debugOut() {
-  const char* path;
-  int error;
-  if (db_lost(&path, &error)) report_lostFile(path, error);
-}
-
-static void check_alerts() {
-  if (alert_lost()) drv_exit(1);
-}
-
-// A step that fails comes back with status 1, and the steps behind it still run.
+// A write of text that fails comes back here from within a step; the steps behind it still run.
 void drv_exit(int code) {
-  static constexpr void (*kSteps[])() = {write_dependencies, close_output,   db_finish,
-                                         check_report,       check_debugOut, check_alerts};
+  static constexpr int (*kSteps[])() = {write_dependencies, close_output, finish_debug, check_files, alert_lost};
   static std::size_t next;
   static int status;
-  if (code != 0) status = 1;
-  while (next < sizeof kSteps / sizeof kSteps[0]) kSteps[next++]();
+  status |= code;
+  while (next < sizeof kSteps / sizeof kSteps[0]) status |= kSteps[next++]();
   std::exit(status);
 }
 
@@ -355,7 +354,9 @@ static void write_macroList() {
   if (stream == stdout) return;
   const bool lost = std::fflush(stream) != 0 || std::ferror(stream) != 0;
   const int error = errno;
-  if (std::fclose(stream) != 0 || lost) report_lostFile(gMacroListFile, lost ? error : errno);
+  if (std::fclose(stream) == 0 && !lost) return;
+  report_lostFile(gMacroListFile, lost ? error : errno);
+  drv_exit(1);
 }
 
 void cpp_main(int argc, char** argv) {
