@@ -1,4 +1,4 @@
-// Runs the cases of tests/cases/*.txt against the real program: one test to a case, named by file and title.
+// Runs the cases of tests/cases against the real program: one test to a case, named by file and title.
 //
 //   cases_test [file or folder]...     default: the project's own cases; CPP_PROGRAM names another program
 //
@@ -17,6 +17,14 @@
 // A header that ends in ` %` turns on the escapes \n \t \r \0 \\ \xHH in its section (or in its words), where a `\` at
 // the end of a line also removes the newline behind it. {{dir}} stands for the absolute path of the scratch folder,
 // {{program}} for that of the program. Blank lines count; lines that start with `## ` ahead of a title are comments.
+//
+// A file *.rows holds short cases: a title and one row of fields, which may go on in lines indented by two blanks:
+//
+//   arguments :: in.c :: standard output :: standard error :: file path=text :: stdin=text :: wrote path=text :: env
+//   X=y
+//
+// Escapes are always on. The output begins with the first marker of in.c, which is left out, unless it is written as
+// `=text`. `!!` in place of a `::` stands for exit status 1.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -173,6 +181,74 @@ std::vector<std::pair<string, Case>> parseCases(const fs::path& path) {
   return cases;
 }
 
+// The fields of a row; `failed` tells whether a separator was `!!`. One blank belongs to each side of a separator.
+std::vector<string> splitFields(const string& row, bool& failed) {
+  std::vector<string> fields(1);
+  for (std::size_t i = 0; i < row.size(); i++) {
+    const string mark = row.substr(i, 3);
+    const bool ends = i + 3 >= row.size() || row[i + 3] == ' ';
+    if ((mark == " ::" || mark == " !!") && ends) {
+      failed = failed || mark == " !!";
+      fields.emplace_back();
+      i += i + 3 < row.size() && row.compare(i + 3, 3, " ::") != 0 && row.compare(i + 3, 3, " !!") != 0 ? 3 : 2;
+    } else {
+      fields.back() += row[i];
+    }
+  }
+  return fields;
+}
+
+void takeField(Case& c, const string& field) {
+  const std::size_t equal = std::min(field.find('='), field.size()), blank = std::min(field.find(' '), equal);
+  const string kind = field.substr(0, blank), text = unescape(field.substr(equal + 1), c.error);
+  const string name = blank < equal ? unescape(field.substr(blank + 1, equal - blank - 1), c.error) : "";
+  if (kind == "file")
+    c.files[name] = text;
+  else if (kind == "wrote")
+    c.wrote[name] = text;
+  else if (kind == "stdin")
+    c.input = text;
+  else if (kind == "env")
+    c.env.push_back(name + "=" + text);
+  else
+    c.error = "unknown field " + field;
+}
+
+Case parseRow(const string& row) {
+  Case c;
+  bool failed = false;
+  std::vector<string> fields = splitFields(row, failed);
+  fields.resize(std::max<std::size_t>(fields.size(), 4));
+  for (const string& word : splitWords(fields[0])) c.args.push_back(unescape(word, c.error));
+  c.files["in.c"] = unescape(fields[1], c.error);
+  const bool whole = fields[2].rfind('=', 0) == 0;
+  c.out = whole ? unescape(fields[2].substr(1), c.error) : "\n# 1 \"in.c\"\n" + unescape(fields[2], c.error);
+  c.err = unescape(fields[3], c.error);
+  for (std::size_t i = 4; i < fields.size(); i++) takeField(c, fields[i]);
+  c.status = failed;
+  return c;
+}
+
+std::vector<std::pair<string, Case>> parseRows(const fs::path& path) {
+  std::vector<std::pair<string, Case>> cases;
+  std::vector<string> lines = splitLines(readFile(path) + "== ");  // the last title ends the last row
+  string title, row;
+  for (std::size_t i = 0; i < lines.size(); i++) {
+    const string line = lines[i].substr(0, lines[i].find('\n'));
+    if (line.rfind("== ", 0) != 0) {
+      row += line.rfind("  ", 0) == 0 ? line.substr(2) : line;
+      continue;
+    }
+    if (!row.empty()) {
+      cases.emplace_back(title, parseRow(row));
+      cases.back().second.place = path.string() + ": the row ahead of line " + std::to_string(i + 1);
+    }
+    title = line.substr(3);
+    row.clear();
+  }
+  return cases;
+}
+
 string visible(const string& line) {
   string result;
   for (char c : line.substr(0, line.find('\n'))) {
@@ -279,7 +355,7 @@ class CaseTest : public testing::Test {
 };
 
 bool registerFile(const fs::path& path) {
-  auto* cases = new std::vector<std::pair<string, Case>>(parseCases(path));  // the tests refer to it
+  auto* cases = new auto(path.extension() == ".rows" ? parseRows(path) : parseCases(path));  // the tests refer to it
   for (const auto& [title, c] : *cases) {
     auto make = [data = &c]() -> testing::Test* { return new CaseTest(*data); };
     testing::RegisterTest(path.stem().c_str(), title.c_str(), nullptr, nullptr, path.c_str(), 1, make);
@@ -301,7 +377,7 @@ int main(int argc, char** argv) {
     if (!fs::is_directory(root)) files.push_back(root);
     std::error_code no_folder;
     for (const auto& entry : fs::directory_iterator(root, no_folder))
-      if (entry.path().extension() == ".txt") files.push_back(entry.path());
+      if (entry.path().extension() == ".txt" || entry.path().extension() == ".rows") files.push_back(entry.path());
   }
   std::sort(files.begin(), files.end());
   bool usable = true;

@@ -30,6 +30,7 @@ tnk/bin dat - own
 END
 rm -rf v; put v/tnk/bin; row v/tnk/dat first; ln -s v/tnk/bin/cpp link; is 'by a link' 'b.c: 1: (107) first bogus (warning)' "$(says ./link)"
 put x; row . here; is 'current folder' 'b.c: 1: (107) here bogus (warning)' "$(says x/cpp)"; rm en_msgs.txt
+echo '__DATE__ __TIME__' >t.c; is 'time' 1 "$("$cpp" t.c | grep -cE '^"[A-Z][a-z]{2} [ 123][0-9] [0-9]{4}" "[0-2][0-9]:[0-5][0-9]:[0-5][0-9]"$')"
 mkdir tmp; for args in b.c f.c '-dM b.c o' --ver -L '--emax=0 -q'; do TMPDIR=$dir/tmp x/cpp $args >out 2>err; done
 is 'temporary copies' '' "$(ls tmp; find /tmp -maxdepth 1 -name 'qvX??????' -newer b.c -user "$(id -un)")"
 

@@ -12,6 +12,8 @@ TOO_DEEP = r'recursive preprocessor macro definition of "{}" defined by "{}"'
 CASES = [  # name, in.c, pattern of the last line of output, pattern of the first message or "", arguments
     ("31 conditionals", "#if 0\n" * 31 + "#endif\n" * 31 + "x\n", "x", ""),
     ("32 conditionals", "#if 0\n" * 32, "", r"in.c: 32: \(144\) too many nested #if blocks \(error\)"),
+    ("source name of 1030", "__FILE__\n", '"f{1023}"', "", ["-F" + "f" * 1030]),
+    ("name of 1100", "", "#define a{1100} 1", "", ["-dM", "-U__DATE__", "-U__TIME__", "-U__STDC__", "-D" + "a" * 1100]),
     ("255 directories", "#include <x.h>\n", "h", "", ["-Id"] * 254 + ["-I."]),
     ("256 directories", "", "", r": : \(147\) too many #include directories specified \(error\)", ["-Id"] * 256),
     ("path of 1023", '#include "./' + "././" * 254 + '//x.h"\n', "h", ""),
@@ -35,6 +37,8 @@ CASES = [  # name, in.c, pattern of the last line of output, pattern of the firs
     ("999 non-calls", "#define F(x) x\n#define M " + "F;" * 999 + "\nM|\n", r"(F;){998}F\|", r".*\(115\) " + TOO_DEEP.format("F", "M")),
     ("non-calls that push", "#define F(x) x\n#define M " + "F ;" * 2000 + "\nM\n", r"(F ;){2000}", ""),
     ("calls that end a text", "#define C x\n#define B C\n#define M " + "B " * 998 + "\nM|\n", r"(x ){997}C\|", r"B: 4: \(115\)"),
+    ("arguments that end in a macro", "#define C y\n#define B C\n#define N(x) x C\n#define M " + "N(B)" * 997 + "\nM|\n", r"(y y){997}\|", ""),
+    ("one more", "#define C y\n#define B C\n#define N(x) x C\n#define M " + "N(B)" * 998 + "\nM|\n", r"(y y){997}C\|", r"B: 5: \(115\)"),
     ("argument frames", "#define F(x) x\n#define M(x) " + "x F;" * 1500 + "\nM(1)|\n", r"(1 F;){1500}\|", ""),
     ("300 open calls of one macro", "#define f(x) [x]\n" + "f(" * 300 + "1" + ")" * 300 + "\n", r"\[{300}1\]{300}", ""),
     ("20,000 macros", "".join(f"#define r{i} {i}\n" for i in range(20000)) + "r1 r19999\n", "1 19999", ""),
