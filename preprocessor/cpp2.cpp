@@ -58,8 +58,7 @@ static void select_branch(bool condition) {
   if (condition) gIfTop->flags |= IF_TRUE_SEEN;
 }
 
-static void do_if() {
-  push_conditional(IF_WAS_COMPILING);
+static void evaluate_condition() {
   const SourceChar c = skip_ws();
   unget();
   if (is_lineEnd(c)) {
@@ -68,6 +67,11 @@ static void do_if() {
     select_branch(eval_if() != 0);
   }
   check_lineEnd();
+}
+
+static void do_if() {
+  push_conditional(IF_WAS_COMPILING);
+  evaluate_condition();
 }
 
 static void open_byName(bool when_defined) {
@@ -101,14 +105,7 @@ static void do_elif() {
     return;
   }
   gIfTop->line = gLine;
-  const SourceChar c = skip_ws();
-  unget();
-  if (is_lineEnd(c)) {
-    report_noArgument();
-  } else {
-    select_branch(eval_if() != 0);
-  }
-  check_lineEnd();
+  evaluate_condition();
 }
 
 static void do_else() {

@@ -19,16 +19,18 @@ constexpr std::uint32_t NAME_SLACK = sizeof(std::uint64_t);
 
 // --- The look-up table ---
 
-struct index_slot {
-  std::uint64_t hash;
-  macro_def* macro;  // nullptr: free
+// Two arrays side by side: a search that finds nothing, the usual one, touches the tags alone.
+struct name_index {
+  std::uint32_t* tags;  // the hash of the name
+  macro_def** macros;   // nullptr: the slot is free
+  std::uint32_t mask;   // slots less 1
+  std::uint32_t count;
 };
 
 constexpr std::uint32_t INDEX_START = 512;
-static index_slot gFirstIndex[INDEX_START];
-static index_slot* gIndex = gFirstIndex;
-static std::uint32_t gIndexMask = INDEX_START - 1;
-static std::uint32_t gIndexCount;
+static std::uint32_t gFirstTags[INDEX_START];
+static macro_def* gFirstMacros[INDEX_START];
+static name_index gIndex = {gFirstTags, gFirstMacros, INDEX_START - 1, 0};
 
 static std::uint64_t load_word(const unsigned char* p) {
   std::uint64_t word;
@@ -36,85 +38,101 @@ static std::uint64_t load_word(const unsigned char* p) {
   return word;
 }
 
-// Eight bytes a step with a multiplication between; the bytes behind the name are masked off.
-static std::uint64_t hash_name(const unsigned char* name, std::uint32_t length) {
+// Keeps the first `length` bytes of a word, 0 to 8.
+static std::uint64_t word_mask(std::uint32_t length) {
+  return length == 0 ? 0 : ~std::uint64_t{0} >> (8 * (sizeof(std::uint64_t) - length));
+}
+
+// Eight bytes a step with a multiplication between. Never 0, which marks a free slot.
+static std::uint32_t hash_name(const unsigned char* name, std::uint32_t length) {
   constexpr std::uint64_t FACTOR = 0x9e3779b97f4a7c15;
   std::uint64_t hash = length;
   for (; length > 8; length -= 8, name += 8) {
     hash = (hash ^ load_word(name)) * FACTOR;
     hash ^= hash >> 32;
   }
-  const std::uint64_t mask = length == 0 ? 0 : ~std::uint64_t{0} >> (8 * (8 - length));
-  hash = (hash ^ (load_word(name) & mask)) * FACTOR;
-  return hash ^ (hash >> 32);
+  hash = (hash ^ (load_word(name) & word_mask(length))) * FACTOR;
+  return static_cast<std::uint32_t>(hash >> 32) | 1;
+}
+
+static const unsigned char* bytes_of(const macro_def* macro) {
+  return reinterpret_cast<const unsigned char*>(macro->bytes);
 }
 
 static bool is_named(const macro_def* macro, const unsigned char* name, std::uint32_t length) {
-  return macro->name_length == length && std::memcmp(macro->bytes, name, length) == 0;
+  if (macro->name_length != length) return false;
+  const unsigned char* bytes = bytes_of(macro);
+  for (; length > 8; length -= 8, name += 8, bytes += 8) {
+    if (load_word(name) != load_word(bytes)) return false;
+  }
+  return ((load_word(name) ^ load_word(bytes)) & word_mask(length)) == 0;
 }
 
+// The lowest bit of a tag is always set, so that it plays no part in the place.
+static std::uint32_t home_of(std::uint32_t tag) { return (tag >> 1) & gIndex.mask; }
+static std::uint32_t slot_behind(std::uint32_t slot) { return (slot + 1) & gIndex.mask; }
+
 macro_def* macro_find(const unsigned char* name, std::uint32_t length) {
-  const std::uint64_t hash = hash_name(name, length);
-  for (std::uint64_t i = hash & gIndexMask; gIndex[i].macro != nullptr; i = (i + 1) & gIndexMask) {
-    if (gIndex[i].hash == hash && is_named(gIndex[i].macro, name, length)) return gIndex[i].macro;
+  const std::uint32_t tag = hash_name(name, length);
+  for (std::uint32_t i = home_of(tag); gIndex.tags[i] != 0; i = slot_behind(i)) {
+    if (gIndex.tags[i] == tag && is_named(gIndex.macros[i], name, length)) return gIndex.macros[i];
   }
   return nullptr;
 }
 
 // A name with a marker in it is found by no search.
 macro_def* macro_findToken() {
-  unsigned char bytes[IDENTIFIER_MAX + 9];
+  unsigned char bytes[IDENTIFIER_MAX + NAME_SLACK + 1];
   SourceChar all = 0;
   for (std::uint32_t i = 0; i < gTokenLength; i++) {
     all |= gToken[i];
     bytes[i] = static_cast<unsigned char>(gToken[i]);
   }
-  std::memset(bytes + gTokenLength, 0, 8);
+  std::memset(bytes + gTokenLength, 0, NAME_SLACK);
   return char_isByte(all) ? macro_find(bytes, gTokenLength) : nullptr;
 }
 
-static void index_put(std::uint64_t hash, macro_def* macro) {
-  std::uint64_t i = hash & gIndexMask;
-  while (gIndex[i].macro != nullptr) i = (i + 1) & gIndexMask;
-  gIndex[i] = {hash, macro};
+static void index_put(std::uint32_t tag, macro_def* macro) {
+  std::uint32_t i = home_of(tag);
+  while (gIndex.tags[i] != 0) i = slot_behind(i);
+  gIndex.tags[i] = tag;
+  gIndex.macros[i] = macro;
 }
 
 // At most half of the slots are in use, so that searches that find nothing stay short.
 static void index_grow() {
-  const std::uint32_t old_size = gIndexMask + 1;
-  index_slot* const old = gIndex;
-  gIndex = mem_array<index_slot>(old_size * 4);
-  gIndexMask = old_size * 4 - 1;
-  for (std::uint32_t i = 0; i < old_size; i++) {
-    if (old[i].macro != nullptr) index_put(old[i].hash, old[i].macro);
+  const name_index old = gIndex;
+  const std::uint32_t size = (old.mask + 1) * 2;
+  gIndex = {mem_array<std::uint32_t>(size), mem_array<macro_def*>(size), size - 1, old.count};
+  for (std::uint32_t i = 0; i <= old.mask; i++) {
+    if (old.tags[i] != 0) index_put(old.tags[i], old.macros[i]);
   }
-  if (old != gFirstIndex) std::free(old);
-}
-
-static std::uint64_t index_hash(const macro_def* macro) {
-  return hash_name(reinterpret_cast<const unsigned char*>(macro->bytes), macro->name_length);
+  if (old.tags == gFirstTags) return;
+  std::free(old.tags);
+  std::free(old.macros);
 }
 
 static void index_insert(macro_def* macro) {
   if (macro->bytes == nullptr) return;
-  if (++gIndexCount > (gIndexMask + 1) / 2) index_grow();
-  index_put(index_hash(macro), macro);
+  if (++gIndex.count > (gIndex.mask + 1) / 2) index_grow();
+  index_put(hash_name(bytes_of(macro), macro->name_length), macro);
 }
 
 // Closes the gap: entries that had been pushed past the freed slot move back.
 static void index_remove(const macro_def* macro) {
   if (macro->bytes == nullptr) return;
-  std::uint64_t gap = index_hash(macro) & gIndexMask;
-  while (gIndex[gap].macro != macro) gap = (gap + 1) & gIndexMask;
-  gIndexCount--;
-  for (std::uint64_t i = (gap + 1) & gIndexMask; gIndex[i].macro != nullptr; i = (i + 1) & gIndexMask) {
-    const std::uint64_t home = gIndex[i].hash & gIndexMask;
-    if (((i - home) & gIndexMask) >= ((i - gap) & gIndexMask)) {
-      gIndex[gap] = gIndex[i];
-      gap = i;
-    }
+  std::uint32_t gap = home_of(hash_name(bytes_of(macro), macro->name_length));
+  while (gIndex.macros[gap] != macro) gap = slot_behind(gap);
+  gIndex.count--;
+  for (std::uint32_t i = slot_behind(gap); gIndex.tags[i] != 0; i = slot_behind(i)) {
+    const std::uint32_t home = home_of(gIndex.tags[i]);
+    if (((i - home) & gIndex.mask) < ((i - gap) & gIndex.mask)) continue;
+    gIndex.tags[gap] = gIndex.tags[i];
+    gIndex.macros[gap] = gIndex.macros[i];
+    gap = i;
   }
-  gIndex[gap].macro = nullptr;
+  gIndex.tags[gap] = 0;
+  gIndex.macros[gap] = nullptr;
 }
 
 // --- Chains ---
@@ -203,18 +221,20 @@ void macro_unhold(macro_def* macro) {
   if (--macro->frames == 0 && macro->removed) discard_entry(macro);
 }
 
-// The entry and both forms of its name in one piece.
+// The entry and both forms of its name in one piece, the bytes first: a look-up reads them behind the entry.
 static macro_def* new_entry(const SourceChar* name, std::uint32_t hash) {
+  constexpr std::uint32_t ALIGNMENT = sizeof(SourceChar);
   const std::uint32_t length = sc_length(name);
-  const std::uint32_t units = (length + 1) * static_cast<std::uint32_t>(sizeof(SourceChar));
-  auto* entry =
-      static_cast<macro_def*>(mem_alloc(static_cast<std::uint32_t>(sizeof(macro_def)) + units + length + NAME_SLACK));
+  const std::uint32_t bytes = (length + NAME_SLACK + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
+  const auto entry_bytes = static_cast<std::uint32_t>(sizeof(macro_def));
+  auto* entry = static_cast<macro_def*>(mem_alloc(entry_bytes + bytes + (length + 1) * ALIGNMENT));
+  char* behind = reinterpret_cast<char*>(entry + 1);
   entry->hash = hash;
   entry->name_length = length;
-  entry->name = reinterpret_cast<SourceChar*>(entry + 1);
+  entry->name = reinterpret_cast<SourceChar*>(behind + bytes);
   SourceChar all = 0;
   for (std::uint32_t i = 0; i < length; i++) all |= entry->name[i] = name[i];
-  if (char_isByte(all)) entry->bytes = sc_toNarrow(reinterpret_cast<char*>(entry->name + length + 1), name);
+  if (char_isByte(all)) entry->bytes = sc_toNarrow(behind, name);
   return entry;
 }
 
