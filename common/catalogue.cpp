@@ -12,9 +12,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "common/cmode.h"
 #include "common/osdep.h"
 #include "common/registry.h"
 #include "common/stringcache.h"
@@ -31,7 +33,7 @@ const char* gAlertFile;
 
 namespace {
 
-constexpr char CATALOGUE_NAME[] = "en_msgs.txt";
+constexpr int LANGUAGE = 9;  // English
 constexpr std::size_t COMPARE_BYTES = 8192;      // of the file in one piece
 constexpr std::uint32_t PIPE_CHUNK = 64u << 10;  // first buffer for a file that does not tell its size
 
@@ -227,6 +229,13 @@ const char* find_in_table(unsigned number) {
   return nullptr;
 }
 
+// The file name, after the language.
+const char* catalogue_name() {
+  static char name[16];
+  std::snprintf(name, sizeof name, "%s_msgs.txt", lang_code(LANGUAGE));
+  return name;
+}
+
 // `dat/en_msgs.txt` beside the directory of the program; absent if that can't be told.
 const char* path_beside_program() {
   char* program = osdep_exePath();
@@ -241,7 +250,7 @@ const char* path_beside_program() {
   // The parent of "/bin" has no name left, but it is the root and not the current directory.
   const char* data = cache_joinPath(*parent != 0 ? parent : "/", "dat");
   std::free(parent);
-  return cache_joinPath(data, CATALOGUE_NAME);
+  return cache_joinPath(data, catalogue_name());
 }
 
 bool write_table(int file) {
@@ -269,13 +278,13 @@ const char* write_temporary_copy() {
 }  // namespace
 
 const char* alert_findCatalogue() {
-  const char* path = reg_mkpath(REG_DAT, CATALOGUE_NAME);
+  const char* path = reg_mkpath(REG_DAT, catalogue_name());
   if (osdep_exists(path)) return path;
   path = path_beside_program();
   if (osdep_exists(path)) return path;
-  if (osdep_exists(CATALOGUE_NAME)) return CATALOGUE_NAME;
+  if (osdep_exists(catalogue_name())) return catalogue_name();
   path = write_temporary_copy();
-  return path != nullptr ? path : CATALOGUE_NAME;
+  return path != nullptr ? path : catalogue_name();
 }
 
 catalogue* alert_readCatalogue(const char* path) {
