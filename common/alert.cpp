@@ -511,6 +511,7 @@ void alert_init() {
   starting = true;
   choose_formats(nullptr, nullptr, nullptr);
   alert_readCatalogue(alert_findCatalogue());
+  osdep_removeTempFiles();  // a copy of the embedded table has served its purpose
   gAlertReady = true;
 }
 

@@ -33,7 +33,7 @@ const char* gAlertFile;
 
 namespace {
 
-constexpr int LANGUAGE = 9;  // English
+constexpr int LANGUAGE = 9;                      // English
 constexpr std::size_t COMPARE_BYTES = 8192;      // of the file in one piece
 constexpr std::uint32_t PIPE_CHUNK = 64u << 10;  // first buffer for a file that does not tell its size
 

@@ -73,7 +73,7 @@ static void remove_path(const char* path) {
   if (unlink(path) != 0 && errno == EISDIR) nftw(path, remove_visited, OPEN_DIRECTORIES, FTW_DEPTH | FTW_PHYS);
 }
 
-static void remove_tempFiles() {
+void osdep_removeTempFiles() {
   while (gTempFiles) {
     temp_node* node = gTempFiles;
     gTempFiles = node->next;
@@ -97,7 +97,7 @@ char* osdep_tempName() {
     return nullptr;
   }
   close(descriptor);
-  if (!gTempFiles) std::atexit(remove_tempFiles);
+  if (!gTempFiles) std::atexit(osdep_removeTempFiles);
   node->next = gTempFiles;
   gTempFiles = node;
   return std::strcpy(path, node->path);

@@ -45,6 +45,9 @@ char* mem_dupText(const char* text, std::size_t length);
 // Whatever has that path at process exit is removed then.
 char* osdep_tempName();
 
+// Removes all of them now, for whoever is done with them: a signal would end the process without its exit.
+void osdep_removeTempFiles();
+
 // ---- path text ----
 
 // True if the first character is `/`. `path` may be absent.
