@@ -76,11 +76,15 @@ static bool directory_isWhole() {
   return whole;
 }
 
+static bool is_regularFile(const char* path) {
+  struct stat status;
+  return stat(path, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 // Opens the archive at gZipPath for reading. Only a regular file can be one, and to open a pipe could mean to
 // wait for ever.
 static bool read_package() {
-  struct stat status;
-  if (stat(gZipPath, &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  if (!is_regularFile(gZipPath)) return false;
   gPackage.m_pRealloc = padded_realloc;
   if (!mz_zip_reader_init_file(&gPackage, gZipPath, 0)) return false;
   if (directory_isWhole()) return true;
@@ -117,7 +121,8 @@ static void add_toPackage(const char* file) {
   const char* name = entry_name(file);
   gPackage = mz_zip_archive();
   if (!(osdep_exists(gZipPath) ? open_package(file) : create_package(file))) return;
-  if (!mz_zip_writer_add_file(&gPackage, name, file, nullptr, 0, ENTRY_FLAGS)) {
+  // A pipe in the place of the debug-out file would be read for ever.
+  if (!is_regularFile(file) || !mz_zip_writer_add_file(&gPackage, name, file, nullptr, 0, ENTRY_FLAGS)) {
     db_warning("Unable to add archive \"%s\" (from \"%s\") to package zip (%s)", name, file, gZipPath);
   }
   if (!mz_zip_writer_finalize_archive(&gPackage)) {

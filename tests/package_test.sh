@@ -25,6 +25,16 @@ is 'figures of the table' 1 "$(grep -c '1/237    2/237    1    n    n    Y' prep
 is 'a vector that grew' 1 "$(awk '/^# Vector/ { v = 1 } v && /[0-9]\/[0-9]/ { n++ } END { print (n > 2) }' preprocessor-1.out)"
 is 'the packed copy comes ahead of it' 0 "$(unzip -p a.zip preprocessor-1.out | grep -c 'Master List')"
 
+# An archive that may be read but not written: every step behind the reading warns, and it stays.
+cp -r "$(dirname "$cpp")/../../tnk" tree; chmod -R a+rX tree; chmod 777 .; cp a.zip r.zip; chmod 444 r.zip; before=$(cksum <r.zip)
+other=; [ "$(id -u)" != 0 ] || other='setpriv --reuid=65534 --clear-groups'
+$other tree/bin/cpp --qvdebug=on,num:4,zip:+r.zip e.c >out 2>err
+is 'archive that may not be written' 'covert add finalize end ' "$(sed -nE 's/^QVDEBUG \(warning\): Unable to (\w+) (package|archive) .*/\1/p' err | tr '\n' ' ')"
+is 'it stays' "$before" "$(cksum <r.zip)"
+rm preprocessor-1.out; ln -s /dev/stderr preprocessor-1.out
+is 'a pipe as debug-out file' 1 "$(timeout 20 "$cpp" --qvdebug=on,zip:n.zip e.c 2>&1 >out | grep -c 'Unable to add archive "preprocessor-1.out"')"
+rm preprocessor-1.out
+
 run --qvdebug=on,zip:w.zip e.c
 size=$(wc -c <w.zip); i=0
 while [ $i -lt $((size * 2)) ]; do  # cut off at each of the first bytes, then with one byte after the other flipped
