@@ -34,6 +34,11 @@ echo '__DATE__ __TIME__' >t.c; is 'time' 1 "$("$cpp" t.c | grep -cE '^"[A-Z][a-z
 mkdir tmp; for args in b.c f.c '-dM b.c o' --ver -L '--emax=0 -q'; do TMPDIR=$dir/tmp x/cpp $args >out 2>err; done
 is 'temporary copies' '' "$(ls tmp; find /tmp -maxdepth 1 -name 'qvX??????' -newer b.c -user "$(id -un)")"
 
+# a fatal error that a catalogue makes a warning: the run goes on behind a full area, which is reported once
+awk 'BEGIN { print "#define F(x) x #x"; printf "F("; while (i++ < 400) { for (j = 0; j < 100; j++) printf "yy "; print "" } print ")\nz" }' >big.c
+printf '149\t0\tarea full\n153\t0\ttext full\n' >v/tnk/dat/en_msgs.txt
+is 'a reclassed fatal error' 'area full text full z' "$(v/tnk/bin/cpp -E1 big.c 2>&1 >out | sed -E 's/.*\) (.*) \(warning\)/\1/' | tr '\n' ' ')$(tail -n 1 out)"
+
 # text of a catalogue's row, the message that it makes of number 107, the run's status with -W!
 while IFS='|' read -r text expected status; do
   printf '%b' "$text" >v/tnk/dat/en_msgs.txt

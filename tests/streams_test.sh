@@ -21,9 +21,12 @@ run -Llist e.c full; is 'dependency text that is empty' 1 '(103)'
 printf '#include "x.c"\n' >i.c; run -Llist i.c full; is 'dependency text' 1 'output: No space left on device'
 run --udf=r.html x.c; is 'report' 1 'main_r.html.*No space left on device'
 run --udf=r2.html x.c; is 'first file of the report' 1 'r2.html.*No space left on device'
+run --qvdebug=adt,out:log x.c; [ "$(grep -c '/preprocessor/' log)" = 0 ] || { failed=1; echo 'a path of the build in the trace'; }
 run --qvdebug=on,out:full x.c; is 'debug-out file' 1 'full.*No space left on device'
 run -dM big.c -; is 'text that -dM throws away' 0 ''
 "$cpp" -Efull e.c >out 2>err; status=$?; is 'alert file' 1 'alerts to file full: No space'
+"$cpp" -H -Efull i.c >out 2>err; status=$?; is 'listed names in an alert file' 1 'alerts to file full: No space'
+(ulimit -f 8; "$cpp" big.c o.i) >out 2>err; status=$?; is 'a limit on the size of files' 1 'output: File too large'
 { "$cpp" big.c 2>err; echo $? >status; } | head -c 1 >out; status=$(cat status); is 'closed pipe' 1 'Broken pipe'
 
 "$cpp" x.c >&- 2>err; status=$?; is 'no standard output' 1 'Bad file descriptor'
