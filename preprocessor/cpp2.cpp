@@ -342,7 +342,7 @@ std::int32_t control_line(std::int32_t pending) {
   if (is_lineEnd(c)) return pending + 1;
   scan_word(c);
   const directive_row row = recognise();
-  if (gCurrentFrame == nullptr || !in_isFile(gCurrentFrame)) sc_alert(161, gToken);
+  if (gCurrentFrame != nullptr && !in_isFile(gCurrentFrame)) sc_alert(161, gToken);
   if (drop_skipped(row)) return pending + 1;
   if (row == DIR_UNKNOWN) {
     do_unknown();

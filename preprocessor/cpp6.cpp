@@ -165,9 +165,14 @@ static waiting_backslash* gWaiting;
 static std::uint32_t gWaitingCount;
 static std::uint32_t gWaitingCapacity;
 
-// Text of backslashes only, up to a unit that makes none of them a continuation.
-static std::uint64_t gPlainRunSerial;
-static const void* gPlainRunEnd;
+// A run of backslashes that ends in a unit which makes none of them a continuation. A step back at the start
+// of a line can land ahead of the run, on a backslash that is not part of it.
+struct backslash_run {
+  std::uint64_t serial;  // of the frame that holds it
+  const void* start;
+  const void* end;
+};
+static backslash_run gBackslashRun;
 
 // --- Reading: the ends of frames ---
 
@@ -262,7 +267,7 @@ static bool next_line(input_frame* frame) {
   if (!source_nextLine(frame->stream)) return false;
   frame->file_pos = frame->stream->line;
   frame->furthest = nullptr;
-  gPlainRunEnd = nullptr;
+  gBackslashRun.serial = 0;
   gAlertEchoed = false;
   return true;
 }
@@ -446,32 +451,45 @@ static read_step read_semicolon(reader* r) {
 // Units behind a backslash that leave it as it is, without a look at anything else.
 static bool is_inert(SourceChar c) { return char_isByte(c) && !gReadSpecial.has[c] && !is_white(c); }
 
-// The same for the text below a macro's or an argument's that ends behind a backslash. It is looked at where
-// it lies: had the frame ended, the backslash could not be given back. (Pushed text can: a step back finds
-// the unit that it was made from.)
-static bool is_inertBelow(const input_frame* frame) {
+// The unit at the read position of `frame`, as it lies; 0 where its line or its text is used up.
+static SourceChar unit_at(const input_frame* frame) {
+  if (frame->parent == nullptr && gPresetCursor != nullptr && *gPresetCursor != 0) {
+    return static_cast<unsigned char>(*gPresetCursor);
+  }
+  return in_isFile(frame) ? *frame->file_pos : *frame->text_pos;
+}
+
+// A text that ends in a backslash can't be left for a look at the unit behind: in the text below, the
+// backslash could not be given back. So with `#define DIR(x) x/lib`, in `DIR(d:\\)`, the unit below decides
+// where it lies. Only what may turn out to be the end of a line is read.
+static bool may_endLine(SourceChar c) {
+  return c == '\n' || c == '\v' || c == '\f' || c == '\r' || c == CH_NO_EXPAND || is_white(c);
+}
+
+static bool is_lastBackslash(const input_frame* frame) {
   while (frame->macro != nullptr || frame->arg_of != nullptr) {
     frame = frame->parent;
-    if (frame == nullptr || frame->at_end) return false;
-    const SourceChar c = in_isFile(frame) ? *frame->file_pos : *frame->text_pos;
-    if (c != 0) return is_inert(c) || ch_isParam(c);
+    if (frame == nullptr) return false;
+    const SourceChar c = unit_at(frame);
+    if (c != 0) return !may_endLine(c);
   }
-  return false;
+  return false;  // pushed text can be left: a step back finds the unit that it was made from
 }
 
 template <class Unit>
-static bool is_plainRun(const input_frame* frame, const Unit* next) {
-  if (gPlainRunSerial == frame->serial && next < static_cast<const Unit*>(gPlainRunEnd)) return true;
+static bool is_backslashRun(const input_frame* frame, const Unit* next) {
+  backslash_run* run = &gBackslashRun;
+  if (run->serial == frame->serial && next >= run->start && next < run->end) return true;
+  const Unit* start = next;
   while (*next == '\\') next++;
-  if (!is_inert(*next) && (*next != 0 || in_isFile(frame) || !is_inertBelow(frame))) return false;
-  gPlainRunSerial = frame->serial;
-  gPlainRunEnd = next;
+  if (!is_inert(*next) && (*next != 0 || in_isFile(frame) || !is_lastBackslash(frame))) return false;
+  *run = {frame->serial, start, next};
   return true;
 }
 
 static read_step read_backslash(reader* r) {
   const input_frame* frame = r->frame;
-  if (in_isFile(frame) ? is_plainRun(frame, frame->file_pos) : is_plainRun(frame, frame->text_pos)) return DELIVER;
+  if (in_isFile(frame) ? is_backslashRun(frame, frame->file_pos) : is_backslashRun(frame, frame->text_pos)) return DELIVER;
   if (gWaitingCount == gWaitingCapacity) {
     const std::uint32_t capacity = gWaitingCapacity == 0 ? 64 : gWaitingCapacity * 2;
     auto* grown = mem_array<waiting_backslash>(capacity);

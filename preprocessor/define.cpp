@@ -80,43 +80,48 @@ static bool read_parameters(parameter_list* list) {
 
 // --- Body ---
 
+// A definition that begins in macro text can run on behind it; the mark between is no part of the body.
+static void body_put(SourceChar c) {
+  if (c != CH_MACRO_END) work_put(c);
+}
+
 static bool ends_line(SourceChar c) { return c == 0 || c == '\n'; }
 
 static void put_text(const SourceChar* text) {
-  while (*text != 0) work_put(*text++);
+  while (*text != 0) body_put(*text++);
 }
 
 static void encode_identifier(SourceChar first, const macro_def* macro, const parameter_list* list) {
   scan_identifier(first);
   for (std::int32_t n = 0; n < list->count; n++) {
     if (sc_compare(list->names[n], gToken) == 0) {
-      work_put(CH_PARAM_BASE + static_cast<SourceChar>(n));
+      body_put(CH_PARAM_BASE + static_cast<SourceChar>(n));
       return;
     }
   }
-  if (sc_compare(macro->name, gToken) == 0) work_put(CH_NO_EXPAND);
+  if (sc_compare(macro->name, gToken) == 0) body_put(CH_NO_EXPAND);
   put_text(gToken);
 }
 
 // A literal that its line does not close takes in the newline, and the definition goes on.
 static void encode_literal(SourceChar quote) {
   gInLiteral = true;
-  work_put(quote);
+  body_put(quote);
   SourceChar c;
   while ((c = get()) != quote && !ends_line(c)) {
-    work_put(c);
-    if (c == '\\') work_put(get());
+    body_put(c);
+    if (c == '\\') body_put(get());
   }
   gInLiteral = false;
   if (c != quote) alert(113u);
-  work_put(c);
+  body_put(c);
 }
 
 static void encode_backslash() {
-  work_put('\\');
+  body_put('\\');
   const SourceChar c = get();
   if (c == '\n') gLineStale = true;
-  work_put(c);
+  body_put(c);
 }
 
 // One token of a body, by its first unit.
@@ -124,24 +129,24 @@ static void encode_token(SourceChar c, const macro_def* macro, const parameter_l
   switch (char_class(c)) {
     case CC_QUOTE: encode_literal(c); break;
     case CC_DOT:
-    case CC_DIGIT: scan_number(c, work_put); break;
+    case CC_DIGIT: scan_number(c, body_put); break;
     case CC_SPACE:
-      if (gWorkFill == 0 || char_class(gWorkBuffer[gWorkFill - 1]) != CC_SPACE) work_put(' ');
+      if (gWorkFill == 0 || char_class(gWorkBuffer[gWorkFill - 1]) != CC_SPACE) body_put(' ');
       break;
     case CC_BACKSLASH: encode_backslash(); break;
     case CC_LETTER: encode_identifier(c, macro, list); break;
-    default: work_put(c); break;
+    default: body_put(c); break;
   }
 }
 
 // Behind `##`: returns the unit that the body goes on with.
 static SourceChar encode_paste() {
   while (gWorkFill > 0 && char_class(gWorkBuffer[gWorkFill - 1]) == CC_SPACE) gWorkFill--;
-  work_put(CH_PASTE);
+  body_put(CH_PASTE);
   SourceChar c = skip_ws();
   const int code = char_class(c);
   if (code == CC_DIGIT) {
-    for (; char_class(c) == CC_DIGIT; c = get()) work_put(c);
+    for (; char_class(c) == CC_DIGIT; c = get()) body_put(c);
   } else if (code != CC_LETTER) {
     if (c >= ' ' && c <= '~') {
       alert(137u, static_cast<char>(c));
@@ -162,14 +167,14 @@ static void encode_body(SourceChar c, const macro_def* macro, const parameter_li
         continue;
       }
       if (char_class(c) == CC_SPACE) c = skip_ws();
-      work_put(CH_STRINGIZE);
+      body_put(CH_STRINGIZE);
     }
     encode_token(c, macro, list);
     c = get();
   }
   unget();
   if (gWorkFill > 0 && gWorkBuffer[gWorkFill - 1] == ' ') gWorkFill--;
-  work_put(0);
+  body_put(0);
 }
 
 // --- Definition ---
