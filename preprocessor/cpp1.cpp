@@ -26,7 +26,7 @@
 #include "preprocessor/depend.h"
 #include "preprocessor/output.h"
 #include "preprocessor/reports.h"
-#include "preprocessor/textrun.h"
+#include "preprocessor/textlines.h"
 
 // --- Alert position ---
 
@@ -260,46 +260,13 @@ static void asm_conditional() {
   in_pushText(sc_fromNarrow(text, defined == wanted ? "if 1" : "if 0"));
 }
 
-static void write_token(SourceChar c) {
-  switch (char_class(c)) {
-    case CC_DIGIT:
-    case CC_DOT: scan_number(c, out_char); break;
-    case CC_LETTER: out_name(gToken); break;
-    case CC_QUOTE: scan_string(c, out_char); break;
-    default: out_char(c); break;
-  }
-}
-
-// Writes the tokens of a text line, up to its end.
-static void write_line() {
-  text_state state = {false, false};
-  for (;;) {
-    if (text_run(&state)) return;
-    SourceChar c = get();
-    const bool expanded = state.expanded;
-    state.expanded = false;
-    for (; char_class(c) == CC_SPACE && !expanded; c = get()) state.spaces = state.spaces || c != CH_PASTE;
-    if (c != 0 && c != '\n') {
-      if (state.spaces) out_byte(' ');
-      state.spaces = false;
-      c = expanded ? scan_expandFurther(c) : scan_expandName(c);
-      if (char_canCatenate(char_class(c)) && scan_catenate(c)) continue;
-    }
-    if (c == 0) return;
-    if (c == '\n') break;
-    write_token(c);
-  }
-  out_byte('\n');
-  if (gCurrentFrame != nullptr && !in_isFile(gCurrentFrame)) gLineStale = true;
-}
-
 // A line whose first character has just been read.
 static void text_line(std::int32_t pending, std::int32_t indent) {
   line_gap(pending);
   unget();
   if (gVlasmMode) asm_conditional();
   for (; indent > 0; indent--) out_byte(' ');
-  write_line();
+  text_writeLine();
 }
 
 // Reads all input; returns the lines without output at its end.

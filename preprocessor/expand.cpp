@@ -24,32 +24,16 @@
 #include "preprocessor/define.h"
 #include "preprocessor/reports.h"
 
-// The macro whose expansion took gMacroDepth from 0 to 1, by name: a chain that grows too deep is
-// reported with it.
-static const macro_def* gDepthHead;
-
-void macro_forgetHead(const macro_def* macro) {
-  if (gDepthHead == macro) gDepthHead = nullptr;
-}
-
 // --- Depth ---
-
-void macro_reportRecursion(const macro_def* macro) {
-  char* name = sc_narrowDup(macro->name);
-  char* head = gDepthHead != nullptr ? sc_narrowDup(gDepthHead->name) : nullptr;
-  alert(115u, static_cast<const char*>(name), static_cast<const char*>(head));
-  std::free(name);
-  std::free(head);
-}
 
 // Drains all macro text in progress, with the normal end of its frames.
 static void drain_macroText(const macro_def* macro) {
-  macro_reportRecursion(macro);
+  depth_report(macro);
   do {
     get();
   } while (gCurrentFrame != nullptr && !in_isFile(gCurrentFrame));
   unget();
-  gMacroDepth = 0;
+  depth_reset();
 }
 
 // A text such as `a//` for a macro `a` ends in its own name and takes the reader to the end of the line:
@@ -60,8 +44,7 @@ static bool is_endless() { return gCurrentFrame != nullptr && in_isStuck(gCurren
 // Counts one more open expansion; false if that is one too many.
 static bool enter_depth(const macro_def* macro) {
   const bool endless = is_endless();
-  if (gMacroDepth++ == 0) gDepthHead = macro;
-  if (gMacroDepth != MACRO_DEPTH_MAX && !endless) return true;
+  if (depth_enter(macro) && !endless) return true;
   drain_macroText(macro);
   return false;
 }

@@ -5,17 +5,10 @@
 #include "preprocessor/cpp6.h"
 
 constexpr std::uint32_t EXPANSION_UNITS_MAX = LINE_UNITS - 1;  // text of one macro frame; more: fatal 153
-constexpr std::uint32_t MACRO_DEPTH_MAX = 1000;                // reaching it: message 115
 
 // Takes the call of `macro`, whose name has just been read into gToken. True: what it stands for is
 // to be read from the input. False: no expansion took place, gToken still holds the name, and
 // reading goes on behind it. Raises 115, 116, 171, 172, fatal 149, 150, 151, 153.
 bool macro_expand(macro_def* macro);
-
-// Message 115 for `macro`.
-void macro_reportRecursion(const macro_def* macro);
-
-// `macro` is about to be given back: it can't be named as the head of a chain of calls any more.
-void macro_forgetHead(const macro_def* macro);
 
 #endif

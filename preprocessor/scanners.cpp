@@ -73,7 +73,7 @@ static bool is_beforePaste() {
 }
 
 SourceChar scan_expandName(SourceChar c) {
-  if (gCurrentFrame != nullptr && in_isFile(gCurrentFrame)) gMacroDepth = 0;
+  if (gCurrentFrame != nullptr && in_isFile(gCurrentFrame)) depth_reset();
   return scan_expandFurther(c);
 }
 

@@ -1,11 +1,24 @@
-// Runs of plain tokens, over the bytes of a file frame and over the units of the other frames.
-#include "preprocessor/textrun.h"
+// Text lines, on two roads.
+//
+// The ordinary road, text_writeLine, takes one token after the other with get() and the scanners, which
+// say what every unit means. Most units of most lines mean themselves: the fast road, text_run, takes
+// tokens at the read position as long as neither the token nor the look-ahead that its scanner would do
+// can have an effect of its own: no comment, backslash or trigraph. It expands names, opens arguments
+// and ends frames on the way. What it leaves is left at the start of a token, for the ordinary road, with
+// every bit of state as that road would have it.
+#include "preprocessor/textlines.h"
 
 #include <cstring>
 
 #include "preprocessor/cpp6.h"
 #include "preprocessor/expand.h"
 #include "preprocessor/output.h"
+#include "preprocessor/roads.h"
+
+struct text_state {
+  bool spaces;    // white space is still to be written ahead of the next token
+  bool expanded;  // the next unit follows the start of an expansion: white space is written as it is
+};
 
 // A token is written without a test for room: a longer one takes the ordinary road.
 constexpr std::uint32_t RUN_TOKEN_MAX = LINE_UNITS;
@@ -226,7 +239,7 @@ static void write_units(const Unit* from, std::uint32_t length, text_state* stat
 template <class Unit>
 static Unit* pass_spaces(input_frame* frame, Unit* p, text_state* state) {
   for (; char_class(*p) == CC_SPACE; p++) {
-    in_settle(frame, 1);
+    depth_settle(frame, 1);
     if (*p == CH_PASTE) {
       state->expanded = false;
     } else if (state->expanded) {
@@ -247,11 +260,11 @@ static run_end run(input_frame* frame, Unit** pos, text_state* state) {
     if (!begins_token(p, in_file)) return RUN_ORDINARY;
     const plain_token<Unit> token = measure(p);
     if (token.end == nullptr || !is_quiet(frame, &token)) return RUN_ORDINARY;
-    if (in_file) gMacroDepth = 0;
+    if (in_file) depth_reset();
     macro_def* macro = token.kind == TOKEN_NAME ? find_macro(p, token.length) : nullptr;
     const bool at_end = token.looks_ahead && *token.end == 0 && !in_file;
     *pos = token.end;
-    in_settle(frame, static_cast<std::int32_t>(token.end - p) + (token.looks_ahead && !at_end ? 1 : 0));
+    depth_settle(frame, static_cast<std::int32_t>(token.end - p) + (token.looks_ahead && !at_end ? 1 : 0));
     if (macro == nullptr) write_units(p + (*p == CH_NO_EXPAND), token.length - (*p == CH_NO_EXPAND), state);
     // A macro's name is looked behind twice: for its end, and for a paste.
     if (at_end) in_lookBelow(token.kind == TOKEN_NUMBER, macro != nullptr ? 2 : 1);
@@ -277,7 +290,7 @@ static run_end pass_marker(input_frame* frame, text_state* state) {
   if (c != 0) return RUN_ORDINARY;
   if (frame->macro != nullptr && !frame->at_end) {
     write_blank(state);
-    frame->carried = 0;
+    depth_markDelivered(frame);
   }
   in_endText();
   return RUN_FRAME;
@@ -288,7 +301,8 @@ static run_end run_text(input_frame* frame, text_state* state) {
   return end == RUN_ORDINARY && gCurrentFrame == frame ? pass_marker(frame, state) : end;
 }
 
-bool text_run(text_state* state) {
+// Writes what it can of a text line. True: the line is complete, its newline written.
+static bool text_run(text_state* state) {
   for (;;) {
     input_frame* frame = gCurrentFrame;
     if (frame == nullptr || gInAsm) return false;
@@ -298,10 +312,44 @@ bool text_run(text_state* state) {
     }
     if (run(frame, &frame->file_pos, state) == RUN_FRAME) continue;
     if (*frame->file_pos != '\n') return false;
-    in_settle(frame, 1);
+    depth_settle(frame, 1);
     frame->file_pos++;
     gLine++;
     out_byte('\n');
     return true;
   }
+}
+
+// --- The ordinary road ---
+
+static void write_token(SourceChar c) {
+  switch (char_class(c)) {
+    case CC_DIGIT:
+    case CC_DOT: scan_number(c, out_char); break;
+    case CC_LETTER: out_name(gToken); break;
+    case CC_QUOTE: scan_string(c, out_char); break;
+    default: out_char(c); break;
+  }
+}
+
+void text_writeLine() {
+  text_state state = {false, false};
+  for (;;) {
+    if (kFastRoads && text_run(&state)) return;
+    SourceChar c = get();
+    const bool expanded = state.expanded;
+    state.expanded = false;
+    for (; char_class(c) == CC_SPACE && !expanded; c = get()) state.spaces = state.spaces || c != CH_PASTE;
+    if (c != 0 && c != '\n') {
+      if (state.spaces) out_byte(' ');
+      state.spaces = false;
+      c = expanded ? scan_expandFurther(c) : scan_expandName(c);
+      if (char_canCatenate(char_class(c)) && scan_catenate(c)) continue;
+    }
+    if (c == 0) return;
+    if (c == '\n') break;
+    write_token(c);
+  }
+  out_byte('\n');
+  if (gCurrentFrame != nullptr && !in_isFile(gCurrentFrame)) gLineStale = true;
 }

@@ -9,8 +9,7 @@
 #include <cstring>
 
 #include "common/osdep.h"
-#include "preprocessor/cpp6.h"
-#include "preprocessor/expand.h"
+#include "preprocessor/depth.h"
 
 macro_chain gMacroTable[MACRO_CHAINS];
 
@@ -212,7 +211,7 @@ static void free_entry(macro_def* macro) {
 static void discard_entry(macro_def* macro) {
   macro->removed = true;
   if (macro->frames == 0) {
-    macro_forgetHead(macro);
+    depth_forgetHead(macro);
     free_entry(macro);
   }
 }

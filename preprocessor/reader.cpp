@@ -5,133 +5,17 @@
 // frames, read_treat replaces trigraphs and handles comments and backslashes. A backslash needs the
 // unit behind it, which may be a backslash again; the backslashes that wait are kept on a stack of
 // their own, so that no input makes the reader call itself without bound.
-#include "preprocessor/cpp6.h"
-
 #include <cstdlib>
 #include <cstring>
 
 #include "common/alert.h"
 #include "common/osdep.h"
+#include "preprocessor/cpp6.h"
 #include "preprocessor/expand.h"
 #include "preprocessor/output.h"
 
-static SourceChar gEmptyText[1];
-static input_frame* gFreeFrames;  // linked by `parent`
-static std::uint64_t gFrameSerial;
-
 static const char* gPresetCursor;
 bool gPresetLast;
-
-// --- Frames ---
-
-static void reserve_buffer(input_frame* frame, std::uint32_t units) {
-  if (frame->capacity >= units) return;
-  std::free(frame->buffer);
-  frame->buffer = static_cast<SourceChar*>(mem_allocRaw(units * static_cast<std::uint32_t>(sizeof(SourceChar))));
-  frame->capacity = units;
-}
-
-input_frame* in_pushFrame(std::uint32_t capacity, const SourceChar* name) {
-  input_frame* frame = gFreeFrames;
-  if (frame != nullptr) {
-    gFreeFrames = frame->parent;
-  } else {
-    frame = mem_array<input_frame>(1);
-  }
-  reserve_buffer(frame, capacity);
-  if (gCurrentFrame != nullptr) gCurrentFrame->saved_line = gLine;
-  frame->file_pos = nullptr;
-  frame->text_start = frame->text_pos = capacity != 0 ? frame->buffer : gEmptyText;
-  *frame->text_pos = 0;
-  frame->saved_line = 0;
-  frame->pending_depth = frame->carried = 0;
-  frame->stream = nullptr;
-  frame->parent = gCurrentFrame;
-  frame->depth_due = gCurrentFrame != nullptr && gCurrentFrame->pending_depth != 0;
-  frame->name = name;
-  frame->macro = nullptr;
-  frame->args = nullptr;
-  frame->line_name = nullptr;
-  frame->arg_of = nullptr;
-  frame->at_end = false;
-  frame->owned_name = nullptr;
-  frame->furthest = nullptr;
-  frame->stuck = 0;
-  frame->serial = ++gFrameSerial;
-  gPresetLast = false;
-  gCurrentFrame = frame;
-  return frame;
-}
-
-static void release_frame(input_frame* frame) {
-  std::free(frame->owned_name);
-  std::free(frame->line_name);
-  frame->parent = gFreeFrames;
-  gFreeFrames = frame;
-}
-
-void in_releaseMain() {
-  if (gMainFrame != nullptr) release_frame(gMainFrame);
-  gMainFrame = nullptr;
-}
-
-void in_pushFile(int fd, const char* name) {
-  SourceChar wide[FILE_NAME_MAX + 1];
-  wide[FILE_NAME_MAX] = 0;
-  sc_fromNarrowN(wide, name, FILE_NAME_MAX);
-  input_frame* frame = in_pushFrame(0, nullptr);
-  frame->name = frame->owned_name = sc_dup(wide);
-  frame->stream = source_open(fd);
-  frame->file_pos = frame->stream->line;
-  gLine = 1;
-  gLineStale = true;
-}
-
-void in_pushText(const SourceChar* text) {
-  const std::uint32_t length = sc_length(text);
-  const input_frame* frame = in_pushFrame(length + 1, gEmptyText);
-  std::memcpy(frame->buffer, text, (length + 1) * sizeof(SourceChar));
-}
-
-bool in_isStuck(input_frame* frame) {
-  const void* position = in_isFile(frame) ? static_cast<const void*>(frame->file_pos) : frame->text_pos;
-  if (position > frame->furthest) {
-    frame->furthest = position;
-    frame->stuck = 0;
-  }
-  return ++frame->stuck > MACRO_DEPTH_MAX;
-}
-
-// The frame reads the argument where the macro frame keeps it: arguments end before their macro
-// frame does. Only a text in which a comment may end is copied, since the end of a comment leaves a
-// blank in the text, which a second use of the argument must not see.
-void in_pushArgument(std::uint32_t n) {
-  input_frame* caller = gCurrentFrame;
-  macro_def* macro = caller->macro;
-  if (macro == nullptr || macro->nargs < 0 || n >= static_cast<std::uint32_t>(macro->nargs)) {
-    alert(152u, n);
-    return;
-  }
-  if (caller->args == nullptr || caller->args[n] == nullptr) return;
-  if (in_isStuck(caller)) {
-    macro_reportRecursion(macro);
-    return;
-  }
-  SourceChar* text = caller->args[n];
-  if (caller->args_have_slash) {
-    in_pushText(text);
-  } else {
-    input_frame* frame = in_pushFrame(0, gEmptyText);
-    frame->text_start = frame->text_pos = text;
-  }
-  gCurrentFrame->arg_of = macro;
-  macro->disable--;
-  if (caller->carried != 0) {  // what ended on the caller is noted by the first unit of the argument
-    gCurrentFrame->carried = caller->carried;
-    gCurrentFrame->depth_due = true;
-    caller->carried = 0;
-  }
-}
 
 // --- Reading: tables and the state of one read ---
 
@@ -176,13 +60,6 @@ static backslash_run gBackslashRun;
 
 // --- Reading: the ends of frames ---
 
-// `frame` loses what lies above it: the line number is the one it had.
-static void resume_parent(input_frame* ended) {
-  gCurrentFrame = ended->parent;
-  if (gCurrentFrame != nullptr) gLine = gCurrentFrame->saved_line;
-  release_frame(ended);
-}
-
 static void report_readError(const input_frame* frame) {
   if (frame->stream->error == 0) return;
   char* name = sc_narrowDup(frame->name);
@@ -203,43 +80,19 @@ static read_step end_fileFrame(reader* r) {
     return DELIVER;
   }
   gLineStale = true;
-  resume_parent(frame);
+  in_resumeParent(frame);
   return FROM_TOP;
-}
-
-static void lower_depth(std::int32_t by) {
-  const auto ended = static_cast<std::uint32_t>(by);
-  gMacroDepth = gMacroDepth > ended ? gMacroDepth - ended : 0;
-}
-
-static void show_macro(macro_def* macro) {
-  if (--macro->disable < 0) {
-    sc_alert(158u, macro->name);
-  }
-  macro_unhold(macro);
-}
-
-void in_endText() {
-  input_frame* frame = gCurrentFrame;
-  const std::int32_t ended = frame->carried + 1;
-  if (frame->macro != nullptr) show_macro(frame->macro);
-  if (frame->arg_of != nullptr) frame->arg_of->disable++;
-  lower_depth(frame->pending_depth);
-  resume_parent(frame);
-  if (gCurrentFrame == nullptr) return;
-  gCurrentFrame->carried += ended;
-  gCurrentFrame->depth_due = true;
 }
 
 void in_lookBelow(bool across_macros, std::int32_t units) {
   while (!in_isFile(gCurrentFrame) && *gCurrentFrame->text_pos == 0) {
     if (gCurrentFrame->macro != nullptr) {
-      gCurrentFrame->carried = 0;  // the mark was delivered
+      depth_markDelivered(gCurrentFrame);
       if (!across_macros) return;
     }
     in_endText();
   }
-  in_settle(gCurrentFrame, units);
+  depth_settle(gCurrentFrame, units);
 }
 
 static read_step end_textFrame() {
@@ -272,31 +125,9 @@ static bool next_line(input_frame* frame) {
   return true;
 }
 
-// One unit of `frame` is read behind the end of `popped` frames.
-static void settle_unit(input_frame* frame, std::int32_t popped) {
-  input_frame* parent = frame->parent;
-  frame->depth_due = parent != nullptr && popped != 0;
-  if (parent == nullptr) return;
-  if (popped != 0) {
-    parent->pending_depth += popped;
-  } else {
-    lower_depth(parent->pending_depth);
-    parent->pending_depth = 0;
-  }
-}
-
-void in_settleSlow(input_frame* frame, std::int32_t units) {
-  for (; units > 0 && frame->depth_due; units--) {
-    const std::int32_t popped = frame->carried;
-    frame->carried = 0;
-    settle_unit(frame, popped);
-  }
-}
-
 static read_step read_fetch(reader* r) {
   input_frame* frame = r->frame;
-  r->popped += frame->carried;
-  frame->carried = 0;
+  r->popped += depth_takeEnded(frame);
   if (in_isFile(frame)) {
     if (frame->file_pos == frame->stream->line_end && !next_line(frame)) return end_fileFrame(r);
     r->unit = *frame->file_pos++;
@@ -315,7 +146,7 @@ static read_step read_fetch(reader* r) {
       return FROM_TOP;
     }
   }
-  settle_unit(frame, r->popped);
+  depth_unitRead(frame, r->popped);
   return TREAT;
 }
 
@@ -489,7 +320,8 @@ static bool is_backslashRun(const input_frame* frame, const Unit* next) {
 
 static read_step read_backslash(reader* r) {
   const input_frame* frame = r->frame;
-  if (in_isFile(frame) ? is_backslashRun(frame, frame->file_pos) : is_backslashRun(frame, frame->text_pos)) return DELIVER;
+  if (in_isFile(frame) ? is_backslashRun(frame, frame->file_pos) : is_backslashRun(frame, frame->text_pos))
+    return DELIVER;
   if (gWaitingCount == gWaitingCapacity) {
     const std::uint32_t capacity = gWaitingCapacity == 0 ? 64 : gWaitingCapacity * 2;
     auto* grown = mem_array<waiting_backslash>(capacity);

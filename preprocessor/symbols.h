@@ -1,0 +1,74 @@
+// The symbol table: what a macro is, how its name is found, and the order that the reports show.
+#ifndef PREPROCESSOR_SYMBOLS_H
+#define PREPROCESSOR_SYMBOLS_H
+
+#include <cstdint>
+
+#include "preprocessor/sourcechar.h"
+
+constexpr std::uint32_t MACRO_PARAMS_MAX = 31;  // parameters or arguments; one more: fatal 148 or 151
+
+enum macro_kind : std::int32_t {
+  MACRO_OBJECT = -1,  // no parameter list
+  MACRO_LINE = -2,    // __LINE__: replacement made at each use, no body
+  MACRO_FILE = -3,    // __FILE__: likewise
+};
+
+// What a body holds, found once when it is stored, so that a call knows what it has to do.
+enum body_traits : std::uint8_t {
+  BODY_HAS_PARAMS = 1,     // parameter markers
+  BODY_HAS_OPERATORS = 2,  // CH_STRINGIZE or CH_PASTE: the text of a call must be built
+  BODY_HAS_SLASH = 4,      // a comment may end in it, which writes into the text: needs a copy
+};
+
+// One entry of the symbol table.
+struct macro_def {
+  macro_def* next;       // in the chain
+  SourceChar* body;      // owned; absent: dynamic replacement or failed definition
+  std::uint32_t hash;    // sum of the name's units, plus their number
+  std::int32_t nargs;    // parameters, or a macro_kind
+  std::int32_t disable;  // expansions that now hide the name
+  const char* file;      // interned; where #define made the entry, absent for -D and presets
+  std::int32_t line;
+  SourceChar* name;     // behind the entry, like `bytes`
+  macro_def* previous;  // in the chain
+  std::uint32_t name_length;
+  std::uint32_t body_length;
+  std::uint32_t frames;  // macro frames that hold this entry's text
+  std::uint8_t traits;   // body_traits of `body`
+  bool removed;          // out of the table, kept only for its living frames
+  char* bytes;           // the name in bytes for the look-up, absent if it holds a marker
+};
+
+constexpr std::uint32_t MACRO_CHAINS = 8192;
+struct macro_chain {
+  macro_def* head;
+  macro_def* tail;
+  macro_def** sorted;  // owned; all entries of the chain by (hash, name)
+  std::uint32_t count;
+  std::uint32_t capacity;
+};
+extern macro_chain gMacroTable[MACRO_CHAINS];
+
+// Removes any entry of that name and, unless `remove`, makes a new one that the caller fills.
+// Returns the new entry; with `remove`, a non-null answer only says that the name was there. Raises 296.
+macro_def* macro_enter(const SourceChar* name, bool remove);
+
+// Gives `macro` a body (a string from mem_alloc that the entry takes over, or nullptr) and its kind.
+void macro_setBody(macro_def* macro, SourceChar* body, std::int32_t nargs);
+
+// Takes the body out; the caller owns it, and gives it back with macro_releaseBody, which keeps it
+// while a frame still reads it.
+SourceChar* macro_takeBody(macro_def* macro);
+void macro_releaseBody(const macro_def* macro, SourceChar* body);
+
+// A macro frame of `macro` begins or ends; the end releases an entry that was removed meanwhile.
+inline void macro_hold(macro_def* macro) { macro->frames++; }
+void macro_unhold(macro_def* macro);
+
+// The entry of that name, whatever its `disable`, or nullptr. `name` may be read up to 7 bytes past
+// its end.
+macro_def* macro_find(const unsigned char* name, std::uint32_t length);
+macro_def* macro_findToken();  // the name in gToken
+
+#endif
