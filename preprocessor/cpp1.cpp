@@ -20,12 +20,14 @@
 #include "common/osdep.h"
 #include "common/qvdebug.h"
 #include "common/registry.h"
+#include "preprocessor/blocklines.h"
 #include "preprocessor/cpp2.h"
 #include "preprocessor/cpp3.h"
 #include "preprocessor/cpp6.h"
 #include "preprocessor/depend.h"
 #include "preprocessor/output.h"
 #include "preprocessor/reports.h"
+#include "preprocessor/roads.h"
 #include "preprocessor/textlines.h"
 
 // --- Alert position ---
@@ -266,14 +268,19 @@ static void text_line(std::int32_t pending, std::int32_t indent) {
   unget();
   if (gVlasmMode) asm_conditional();
   for (; indent > 0; indent--) out_byte(' ');
-  text_writeLine();
+  text_writeLine({false, false});
 }
 
 // Reads all input; returns the lines without output at its end.
 static std::int32_t main_loop() {
   std::int32_t pending = 0;
   std::int32_t indent = 0;
+  text_state state;
   for (;;) {
+    if (kFastRoads && indent == 0 && block_lines(&pending, &state)) {
+      text_writeLine(state);
+      pending = 0;
+    }
     const SourceChar c = get();
     if (char_class(c) == CC_SPACE) {
       if (gInAsm) indent++;

@@ -27,7 +27,7 @@ static std::uint32_t block_bytes(int fd) {
 }
 
 static void set_emptyLine(line_source* source) {
-  source->line = source->line_end = source->next = source->limit = source->block;
+  source->line = source->line_end = source->next = source->limit = source->clean = source->block;
   source->block[0] = source->covered = 0;
 }
 
@@ -57,6 +57,19 @@ void source_close(line_source* source) {
   gRecycledSources = source;
 }
 
+// Finds `clean`. From the start of a line, the last newline in reach of one piece ends a line that is not
+// overlong, and so does every newline ahead of it.
+static void survey(line_source* source) {
+  unsigned char* line = source->next;
+  while (!source->has_nul) {
+    const auto left = static_cast<std::size_t>(source->limit - line);
+    void* newline = memrchr(line, '\n', left < LINE_BYTES_MAX ? left : LINE_BYTES_MAX);
+    if (newline == nullptr) break;
+    line = static_cast<unsigned char*>(newline) + 1;
+  }
+  source->clean = line;
+}
+
 // Moves what is left to the start of the block and reads behind it.
 static void fill(line_source* source) {
   const auto kept = static_cast<std::size_t>(source->limit - source->next);
@@ -67,6 +80,7 @@ static void fill(line_source* source) {
   do {
     got = read(source->fd, source->limit, source->capacity - kept);
   } while (got < 0 && errno == EINTR);
+  source->clean = source->next;
   if (got <= 0) {
     source->at_eof = true;
     if (got < 0) source->error = errno;
@@ -74,6 +88,7 @@ static void fill(line_source* source) {
   }
   source->limit += got;
   source->has_nul = std::memchr(source->block, 0, kept + static_cast<std::size_t>(got)) != nullptr;
+  survey(source);
 }
 
 // Length of the next piece, its newline included if it has one; 0 at the end of the file.
@@ -125,4 +140,38 @@ bool source_nextLine(line_source* source) {
   source->covered = *source->line_end;
   *source->line_end = 0;
   return true;
+}
+
+// --- Many lines at once ---
+
+static void hide_behind(line_source* source, unsigned char* line_end) {
+  source->line_end = source->next = line_end;
+  source->covered = *line_end;
+  *line_end = 0;
+}
+
+void source_closeIn(line_source* source, unsigned char* line, unsigned char* at) {
+  const void* newline = std::memchr(at, '\n', static_cast<std::size_t>(source->clean - at));
+  source->line = line;
+  hide_behind(source, at + (static_cast<const unsigned char*>(newline) - at) + 1);
+}
+
+void source_closeAt(line_source* source, unsigned char* line) {
+  source->line = line;
+  hide_behind(source, line);
+}
+
+// More must be read for the next line.
+static bool is_short(const line_source* source) {
+  const auto left = static_cast<std::size_t>(source->limit - source->next);
+  return !source->at_eof && left < LINE_BYTES_MAX && std::memchr(source->next, '\n', left) == nullptr;
+}
+
+bool source_hasLines(line_source* source) {
+  if (source->next == source->clean && is_short(source)) {
+    source_openBlock(source);
+    fill(source);
+    source_closeAt(source, source->next);
+  }
+  return source->next < source->clean;
 }

@@ -116,12 +116,18 @@ static read_step read_top(reader* r) {
   return DELIVER;
 }
 
-static bool next_line(input_frame* frame) {
-  if (!source_nextLine(frame->stream)) return false;
-  frame->file_pos = frame->stream->line;
+bool in_hasPreset() { return *(gPresetCursor != nullptr ? gPresetCursor : gPresetText) != 0; }
+
+void in_lineBegun(input_frame* frame) {
   frame->furthest = nullptr;
   gBackslashRun.serial = 0;
   gAlertEchoed = false;
+}
+
+static bool next_line(input_frame* frame) {
+  if (!source_nextLine(frame->stream)) return false;
+  frame->file_pos = frame->stream->line;
+  in_lineBegun(frame);
   return true;
 }
 

@@ -17,6 +17,10 @@ inline void in_setComment(unsigned char byte, bool on) { gReadSpecial.has[byte] 
 SourceChar in_getSlow();
 void in_ungetSlow();
 extern bool gPresetLast;  // the last read came from the preset text
+bool in_hasPreset();      // the next read of the primary source's frame comes from it
+
+// Another line of `frame`, a file frame, is current: what was remembered of the last one is not true any more.
+void in_lineBegun(input_frame* frame);
 
 // What the look-ahead behind the end of the current text does: ends plain frames, and with `across_macros`
 // macro frames too, until a unit comes, and reads that unit `units` times; it is given back each time.

@@ -8,6 +8,7 @@
 #include "common/alert.h"
 #include "preprocessor/cpp6.h"
 #include "preprocessor/expand.h"
+#include "preprocessor/grammar.h"
 
 // --- Identifiers ---
 
@@ -177,87 +178,24 @@ bool scan_string(SourceChar quote, unit_sink sink) {
 
 // --- Numbers ---
 
-struct number_state {
-  int radix;
-  bool seen_dot;
-  bool seen_exp;
-  bool sign_ok;
-};
-
 static SourceChar pass(SourceChar c, unit_sink sink) {
   sink(c);
   return get();
 }
 
-// `0`: the prefix decides the radix. Returns the unit in hand behind it.
-static SourceChar number_prefix(number_state* state, unit_sink sink) {
-  SourceChar u = pass('0', sink);
-  state->radix = 8;
-  if (char_upper(u) == 'X') {
-    state->radix = 16;
-    u = pass(u, sink);
-  } else if (char_upper(u) == 'B') {
-    state->radix = 2;
-    u = pass(u, sink);
-  }
-  return u;
-}
-
-static bool is_hexLetter(SourceChar c) { return char_upper(c) - 'A' < 6; }
-static bool is_asciiLetter(SourceChar c) { return char_upper(c) - 'A' < 26; }
-
-// Does `u` belong to the number, suffixes aside? A number runs on across the end of a macro's text.
-static bool number_accepts(number_state* state, SourceChar u, bool* finished) {
-  if (state->radix != 16 && char_upper(u) == 'E') {
-    *finished = state->seen_exp;
-    if (!state->seen_exp) state->sign_ok = true;
-    state->seen_exp = true;
-    state->radix = 10;
-    return !*finished;
-  }
-  if (state->radix != 16 && u == '.') {
-    *finished = state->seen_dot;
-    state->seen_dot = true;
-    state->radix = 10;
-    return !*finished;
-  }
-  if (u == '+' || u == '-') {
-    const bool sign = state->sign_ok;
-    state->sign_ok = false;
-    return sign;
-  }
-  if (char_isDigit(u) || u == CH_MACRO_END) return true;
-  if (state->radix == 16 && is_hexLetter(u)) return true;
-  return gInAsm && is_asciiLetter(u);
-}
-
-static SourceChar number_suffix(const number_state* state, SourceChar u, unit_sink sink) {
-  if (state->seen_dot || state->seen_exp) return char_upper(u) == 'L' ? pass(u, sink) : u;
-  bool seen_u = false;
-  bool seen_l = false;
-  for (;;) {
-    bool* seen = char_upper(u) == 'U' ? &seen_u : char_upper(u) == 'L' ? &seen_l : nullptr;
-    if (seen == nullptr || *seen) return u;
-    *seen = true;
-    u = pass(u, sink);
-  }
-}
-
 void scan_number(SourceChar first, unit_sink sink) {
-  number_state state = {10, false, false, false};
-  SourceChar u = first;
+  number_state state = number_begin(10);
+  SourceChar c = pass(first, sink);
   if (first == '.') {
-    u = pass(first, sink);
-    if (!char_isDigit(u)) {
+    if (!char_isDigit(c)) {
       unget();
       return;
     }
-    state.seen_dot = true;
+    state = number_beginDot();
   } else if (first == '0') {
-    u = number_prefix(&state, sink);
+    state = number_begin(number_radixBehindZero(c));
+    if (state.radix != 8) c = pass(c, sink);
   }
-  bool finished = false;
-  while (number_accepts(&state, u, &finished)) u = pass(u, sink);
-  if (!finished) number_suffix(&state, u, sink);
+  while (number_accepts(&state, c)) c = pass(c, sink);
   unget();
 }

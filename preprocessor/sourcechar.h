@@ -99,7 +99,11 @@ inline int char_class(SourceChar c) {
 }
 
 inline bool char_isByte(SourceChar c) { return c < 256; }
-inline bool char_isWord(SourceChar c) { return char_isByte(c) && kWordBytes.has[c]; }  // letter or digit
+inline bool char_isWord(SourceChar c) { return char_isByte(c) && kWordBytes.has[c]; }   // letter or digit
+constexpr bool char_isWhite(SourceChar c) { return c == ' ' || c == '\t' || c == 31; }  // a byte of class CC_SPACE
+constexpr bool char_isGap(SourceChar c) {
+  return char_isWhite(c) || (c - '\v' <= '\r' - '\v');
+}  // read as white space or as nothing, outside literals
 inline bool char_isDigit(SourceChar c) { return c - '0' < 10; }
 constexpr SourceChar char_upper(SourceChar c) { return c - 'a' < 26 ? c - ('a' - 'A') : c; }
 

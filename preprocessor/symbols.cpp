@@ -14,7 +14,7 @@
 macro_chain gMacroTable[MACRO_CHAINS];
 
 // A name is read eight bytes at a time, and so up to this many past its end.
-constexpr std::uint32_t NAME_SLACK = sizeof(std::uint64_t);
+constexpr std::uint32_t NAME_SLACK = NAME_WORD;
 
 // --- The look-up table ---
 
@@ -31,27 +31,18 @@ static std::uint32_t gFirstTags[INDEX_START];
 static macro_def* gFirstMacros[INDEX_START];
 static name_index gIndex = {gFirstTags, gFirstMacros, INDEX_START - 1, 0};
 
-static std::uint64_t load_word(const unsigned char* p) {
-  std::uint64_t word;
-  std::memcpy(&word, p, sizeof word);
-  return word;
-}
+std::uint64_t gMacroShapes[SHAPE_BITS / 64];
+std::uint32_t gMacroGeneration;
 
-// Keeps the first `length` bytes of a word, 0 to 8.
-static std::uint64_t word_mask(std::uint32_t length) {
-  return length == 0 ? 0 : ~std::uint64_t{0} >> (8 * (sizeof(std::uint64_t) - length));
-}
-
-// Eight bytes a step with a multiplication between. Never 0, which marks a free slot.
-static std::uint32_t hash_name(const unsigned char* name, std::uint32_t length) {
+// The tag of a name and its place come from the same hash: of all bytes, also those between the first and the last
+// eight. Never 0, which marks a free slot.
+static std::uint64_t hash_name(const unsigned char* name, std::uint32_t length, std::uint64_t shape) {
   constexpr std::uint64_t FACTOR = 0x9e3779b97f4a7c15;
-  std::uint64_t hash = length;
-  for (; length > 8; length -= 8, name += 8) {
-    hash = (hash ^ load_word(name)) * FACTOR;
-    hash ^= hash >> 32;
+  for (std::uint32_t at = NAME_WORD; at + NAME_WORD < length; at += NAME_WORD) {
+    shape = (shape + macro_loadWord(name + at)) * FACTOR;
+    shape ^= shape >> 32;
   }
-  hash = (hash ^ (load_word(name) & word_mask(length))) * FACTOR;
-  return static_cast<std::uint32_t>(hash >> 32) | 1;
+  return shape;
 }
 
 static const unsigned char* bytes_of(const macro_def* macro) {
@@ -61,22 +52,34 @@ static const unsigned char* bytes_of(const macro_def* macro) {
 static bool is_named(const macro_def* macro, const unsigned char* name, std::uint32_t length) {
   if (macro->name_length != length) return false;
   const unsigned char* bytes = bytes_of(macro);
-  for (; length > 8; length -= 8, name += 8, bytes += 8) {
-    if (load_word(name) != load_word(bytes)) return false;
+  for (; length > NAME_WORD; length -= NAME_WORD, name += NAME_WORD, bytes += NAME_WORD) {
+    if (macro_loadWord(name) != macro_loadWord(bytes)) return false;
   }
-  return ((load_word(name) ^ load_word(bytes)) & word_mask(length)) == 0;
+  return macro_firstBytes(name, length) == macro_firstBytes(bytes, length);
 }
 
-// The lowest bit of a tag is always set, so that it plays no part in the place.
-static std::uint32_t home_of(std::uint32_t tag) { return (tag >> 1) & gIndex.mask; }
+struct name_place {
+  std::uint32_t tag;
+  std::uint32_t home;  // the slot where the search begins
+};
+
+static name_place place_of(std::uint64_t hash) {
+  return {static_cast<std::uint32_t>(hash) | 1, static_cast<std::uint32_t>(hash >> 32) & gIndex.mask};
+}
+
 static std::uint32_t slot_behind(std::uint32_t slot) { return (slot + 1) & gIndex.mask; }
 
-macro_def* macro_find(const unsigned char* name, std::uint32_t length) {
-  const std::uint32_t tag = hash_name(name, length);
-  for (std::uint32_t i = home_of(tag); gIndex.tags[i] != 0; i = slot_behind(i)) {
-    if (gIndex.tags[i] == tag && is_named(gIndex.macros[i], name, length)) return gIndex.macros[i];
+macro_def* macro_findShape(const unsigned char* name, std::uint32_t length, std::uint64_t shape) {
+  const name_place place = place_of(hash_name(name, length, shape));
+  for (std::uint32_t i = place.home; gIndex.tags[i] != 0; i = slot_behind(i)) {
+    if (gIndex.tags[i] == place.tag && is_named(gIndex.macros[i], name, length)) return gIndex.macros[i];
   }
   return nullptr;
+}
+
+macro_def* macro_find(const unsigned char* name, std::uint32_t length) {
+  const std::uint64_t shape = macro_shape(name, length);
+  return macro_mayExist(shape) ? macro_findShape(name, length, shape) : nullptr;
 }
 
 // A name with a marker in it is found by no search.
@@ -91,10 +94,15 @@ macro_def* macro_findToken() {
   return char_isByte(all) ? macro_find(bytes, gTokenLength) : nullptr;
 }
 
-static void index_put(std::uint32_t tag, macro_def* macro) {
-  std::uint32_t i = home_of(tag);
+static std::uint64_t hash_macro(const macro_def* macro) {
+  return hash_name(bytes_of(macro), macro->name_length, macro_shape(bytes_of(macro), macro->name_length));
+}
+
+static void index_put(macro_def* macro) {
+  const name_place place = place_of(hash_macro(macro));
+  std::uint32_t i = place.home;
   while (gIndex.tags[i] != 0) i = slot_behind(i);
-  gIndex.tags[i] = tag;
+  gIndex.tags[i] = place.tag;
   gIndex.macros[i] = macro;
 }
 
@@ -104,7 +112,7 @@ static void index_grow() {
   const std::uint32_t size = (old.mask + 1) * 2;
   gIndex = {mem_array<std::uint32_t>(size), mem_array<macro_def*>(size), size - 1, old.count};
   for (std::uint32_t i = 0; i <= old.mask; i++) {
-    if (old.tags[i] != 0) index_put(old.tags[i], old.macros[i]);
+    if (old.tags[i] != 0) index_put(old.macros[i]);
   }
   if (old.tags == gFirstTags) return;
   std::free(old.tags);
@@ -114,17 +122,19 @@ static void index_grow() {
 static void index_insert(macro_def* macro) {
   if (macro->bytes == nullptr) return;
   if (++gIndex.count > (gIndex.mask + 1) / 2) index_grow();
-  index_put(hash_name(bytes_of(macro), macro->name_length), macro);
+  index_put(macro);
+  const std::uint64_t bit = macro_shape(bytes_of(macro), macro->name_length) >> 48;
+  gMacroShapes[bit / 64] |= std::uint64_t{1} << (bit % 64);
 }
 
 // Closes the gap: entries that had been pushed past the freed slot move back.
 static void index_remove(const macro_def* macro) {
   if (macro->bytes == nullptr) return;
-  std::uint32_t gap = home_of(hash_name(bytes_of(macro), macro->name_length));
+  std::uint32_t gap = place_of(hash_macro(macro)).home;
   while (gIndex.macros[gap] != macro) gap = slot_behind(gap);
   gIndex.count--;
   for (std::uint32_t i = slot_behind(gap); gIndex.tags[i] != 0; i = slot_behind(i)) {
-    const std::uint32_t home = home_of(gIndex.tags[i]);
+    const std::uint32_t home = place_of(hash_macro(gIndex.macros[i])).home;
     if (((i - home) & gIndex.mask) < ((i - gap) & gIndex.mask)) continue;
     gIndex.tags[gap] = gIndex.tags[i];
     gIndex.macros[gap] = gIndex.macros[i];
@@ -253,6 +263,7 @@ macro_def* macro_enter(const SourceChar* name, bool remove) {
     before = chain->sorted[place];
   }
   macro_def* entry = found ? &removed : nullptr;
+  gMacroGeneration++;
   if (!remove) {
     entry = new_entry(name, hash);
     chain_insert(chain, place, entry, before);
@@ -265,6 +276,7 @@ macro_def* macro_enter(const SourceChar* name, bool remove) {
 // --- Bodies ---
 
 void macro_setBody(macro_def* macro, SourceChar* body, std::int32_t nargs) {
+  gMacroGeneration++;
   macro->body = body;
   macro->nargs = nargs;
   macro->traits = 0;
@@ -281,6 +293,7 @@ void macro_setBody(macro_def* macro, SourceChar* body, std::int32_t nargs) {
 
 SourceChar* macro_takeBody(macro_def* macro) {
   SourceChar* body = macro->body;
+  gMacroGeneration++;
   macro->body = nullptr;
   macro->body_length = 0;
   macro->traits = 0;

@@ -3,6 +3,7 @@
 #define PREPROCESSOR_SYMBOLS_H
 
 #include <cstdint>
+#include <cstring>
 
 #include "preprocessor/sourcechar.h"
 
@@ -65,6 +66,41 @@ void macro_releaseBody(const macro_def* macro, SourceChar* body);
 // A macro frame of `macro` begins or ends; the end releases an entry that was removed meanwhile.
 inline void macro_hold(macro_def* macro) { macro->frames++; }
 void macro_unhold(macro_def* macro);
+
+// A hash over the first and the last eight bytes of a name and its length: all of it up to 16 bytes. `name` may be
+// read up to 7 bytes past its end, and `first` is what macro_firstBytes gives.
+constexpr std::uint32_t NAME_WORD = sizeof(std::uint64_t);
+inline std::uint64_t macro_loadWord(const unsigned char* bytes) {
+  std::uint64_t word;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+inline std::uint64_t macro_firstBytes(const unsigned char* name, std::uint32_t length) {
+  const std::uint64_t word = macro_loadWord(name);
+  return length >= NAME_WORD ? word : word & ((std::uint64_t{1} << (8 * length)) - 1);
+}
+inline std::uint64_t macro_shape(const unsigned char* name, std::uint32_t length) {
+  constexpr std::uint64_t FACTOR = 0x9e3779b97f4a7c15;
+  std::uint64_t hash = (macro_firstBytes(name, length) + length) * FACTOR;
+  if (length > NAME_WORD) hash = ((hash ^ hash >> 32) + macro_loadWord(name + length - NAME_WORD)) * FACTOR;
+  return hash ^ hash >> 32;
+}
+
+// One bit for each of so many shapes, set once a name of that shape has been entered: most names of a text are no
+// macros', and are told by it.
+constexpr std::uint32_t SHAPE_BITS = 1u << 16;
+extern std::uint64_t gMacroShapes[SHAPE_BITS / 64];
+inline bool macro_mayExist(std::uint64_t shape) {
+  const std::uint64_t bit = shape >> 48;
+  return ((gMacroShapes[bit / 64] >> (bit % 64)) & 1) != 0;
+}
+
+// The same look-up with the name's shape in hand.
+macro_def* macro_findShape(const unsigned char* name, std::uint32_t length, std::uint64_t shape);
+
+// Raised by 1 whenever an entry is entered or removed or changes its body: what was concluded from the table
+// before need not hold any more.
+extern std::uint32_t gMacroGeneration;
 
 // The entry of that name, whatever its `disable`, or nullptr. `name` may be read up to 7 bytes past
 // its end.

@@ -15,11 +15,6 @@
 #include "preprocessor/output.h"
 #include "preprocessor/roads.h"
 
-struct text_state {
-  bool spaces;    // white space is still to be written ahead of the next token
-  bool expanded;  // the next unit follows the start of an expansion: white space is written as it is
-};
-
 // A token is written without a test for room: a longer one takes the ordinary road.
 constexpr std::uint32_t RUN_TOKEN_MAX = LINE_UNITS;
 static_assert(RUN_TOKEN_MAX * 2 < OUT_BUFFER_BYTES);
@@ -196,8 +191,7 @@ static void write_blank(text_state* state) {
   state->spaces = state->expanded = false;
 }
 
-// A call in place of the name that has just been passed. A name that turns out to be no call is text.
-static void expand_name(macro_def* macro, text_state* state) {
+void text_expandName(macro_def* macro, text_state* state) {
   write_blank(state);
   if (macro_expand(macro)) {
     state->expanded = true;
@@ -270,7 +264,7 @@ static run_end run(input_frame* frame, Unit** pos, text_state* state) {
     if (at_end) in_lookBelow(token.kind == TOKEN_NUMBER, macro != nullptr ? 2 : 1);
     if (macro != nullptr) {
       if (scan_isVisible(macro)) {
-        expand_name(macro, state);
+        text_expandName(macro, state);
         return RUN_FRAME;
       }
       write_units(p, token.length, state);
@@ -299,6 +293,13 @@ static run_end pass_marker(input_frame* frame, text_state* state) {
 static run_end run_text(input_frame* frame, text_state* state) {
   const run_end end = frame->at_end ? RUN_ORDINARY : run(frame, &frame->text_pos, state);
   return end == RUN_ORDINARY && gCurrentFrame == frame ? pass_marker(frame, state) : end;
+}
+
+bool text_runAbove(std::uint64_t serial, text_state* state) {
+  while (gCurrentFrame != nullptr && !in_isFile(gCurrentFrame)) {
+    if (run_text(gCurrentFrame, state) == RUN_ORDINARY) return false;
+  }
+  return gCurrentFrame != nullptr && gCurrentFrame->serial == serial;
 }
 
 // Writes what it can of a text line. True: the line is complete, its newline written.
@@ -332,8 +333,7 @@ static void write_token(SourceChar c) {
   }
 }
 
-void text_writeLine() {
-  text_state state = {false, false};
+void text_writeLine(text_state state) {
   for (;;) {
     if (kFastRoads && text_run(&state)) return;
     SourceChar c = get();
