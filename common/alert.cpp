@@ -22,6 +22,7 @@
 #include "common/vector.h"
 #include "common/word.h"
 
+std::uint32_t gAlertsRaised;
 bool gAlertEchoed;
 
 namespace {
@@ -453,6 +454,7 @@ bool mark_once(unsigned number) {
 
 int alert_vraise(unsigned number, const alert_arg* args, unsigned count) {
   gAlertErrno = errno;
+  gAlertsRaised++;
   alert_init();
   const alert_row row = alert_resolve(number);
   if (!is_shown(row)) return 0;
@@ -474,6 +476,7 @@ int alert_vnoLine(unsigned number, const alert_arg* args, unsigned count) {
 
 int alert_vonce(unsigned number, const alert_arg* args, unsigned count) {
   const int error = errno;
+  gAlertsRaised++;
   alert_init();
   call_hook();
   if (gAlertOnce == nullptr) gAlertOnce = hash_new_func(ONCE_BUCKETS, hash_alertKey, compare_keys);

@@ -175,4 +175,7 @@ int alert_lost();
 // The current source line has been echoed. The reader clears it at each line that it reads.
 extern bool gAlertEchoed;
 
+// Alerts raised so far by number, shown or not: equal before and after, nothing was said.
+extern std::uint32_t gAlertsRaised;
+
 #endif

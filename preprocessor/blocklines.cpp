@@ -12,6 +12,7 @@
 #include "preprocessor/blockscan.h"
 #include "preprocessor/cpp2.h"
 #include "preprocessor/cpp6.h"
+#include "preprocessor/finished.h"
 #include "preprocessor/grammar.h"
 #include "preprocessor/output.h"
 #include "preprocessor/roads.h"
@@ -26,6 +27,7 @@ struct block_text {
   unsigned char* end;     // of the lines that may be taken
   unsigned char* from;    // the first byte that has not been written
   bool reopened;          // the block has been closed and opened again: masks of it do not hold any more
+  bool bare;              // files alone lie below, and no report is written: finished texts may be used
   bool in_text;           // stopped within a text line
   text_state state;       // then: what is still to be written ahead of its next token
 };
@@ -266,30 +268,54 @@ static unsigned char* text_stopAtToken(block_text* text, unsigned char* at, cons
   return stop_inText(text, start, false);
 }
 
+// Is the token that a finished text ends in complete, with `behind` the byte behind the call?
+static bool ends_there(const finished_text* finished, unsigned char behind) {
+  return !finished->ends_in_number || (behind != '.' && behind != '+' && behind != '-');
+}
+
+// Expands the call and writes all that comes of it. False: the ordinary road has the next token.
+static bool run_call(block_text* text, macro_def* macro, unsigned char* behind) {
+  const std::uint64_t serial = text->frame->serial;
+  const finished_mark mark = finished_begin();
+  const bool keep = macro->nargs == MACRO_OBJECT && text->bare;
+  close_in(text, behind);
+  depth_reset();
+  macro_hold(macro);
+  text->state = {false, false};
+  text_expandName(macro, &text->state);
+  const bool back = text_runAbove(serial, &text->state) && !text->state.expanded;
+  if (back && keep && !text->state.spaces && text->frame->file_pos == behind) finished_end(macro, &mark);
+  macro_unhold(macro);
+  return back;
+}
+
+// Goes on behind a call, in the line and the block that it ended in.
+static unsigned char* resume(block_text* text) {
+  line_source* source = text->source;
+  unsigned char* at = text->from = text->frame->file_pos;
+  depth_settle(text->frame, *at == '\n' ? 1 : 2);
+  source_openBlock(source);
+  text->line = text->opened = source->line;
+  text->end = source->clean;
+  text->reopened = true;
+  return text->state.spaces ? text_gap(text, at, true) : at;
+}
+
 // Ahead of the name of a macro, from `at` to `behind`.
 static unsigned char* text_call(block_text* text, macro_def* macro, unsigned char* at, unsigned char* behind) {
   if (macro->disable != 0) return behind;
   write_upTo(text, at);
-  const bool open = is_open(behind) || *behind == '\v' || *behind == '\f' || opens_comment(behind);
-  if (open) return stop_inText(text, at, false);
-  input_frame* frame = text->frame;
-  line_source* source = text->source;
-  const std::uint64_t serial = frame->serial;
-  close_in(text, behind);
-  depth_reset();
-  text->state = {false, false};
-  text_expandName(macro, &text->state);
-  if (!text_runAbove(serial, &text->state) || text->state.expanded || !source_isClean(source)) {
-    text->in_text = true;
-    return nullptr;
+  if (is_open(behind) || *behind == '\v' || *behind == '\f' || opens_comment(behind))
+    return stop_inText(text, at, false);
+  finished_text* finished = text->bare ? finished_of(macro) : nullptr;
+  if (finished != nullptr && ends_there(finished, *behind)) {
+    write_run(finished_bytes(finished), finished->length);
+    text->from = behind;
+    return behind;
   }
-  unsigned char* p = text->from = frame->file_pos;
-  depth_settle(frame, *p == '\n' ? 1 : 2);
-  source_openBlock(source);
-  text->line = text->opened = source->line;
-  text->reopened = true;
-  text->end = source->clean;
-  return text->state.spaces ? text_gap(text, p, true) : p;
+  if (run_call(text, macro, behind) && source_isClean(text->source)) return resume(text);
+  text->in_text = true;
+  return nullptr;
 }
 
 // Bytes that text may begin with, as opposed to lines of another kind.
@@ -410,6 +436,11 @@ static bool may_begin(const input_frame* frame) {
   return !gInAsm && !gVlasmMode && !gKeepCommentsOption;
 }
 
+static bool is_bare(const input_frame* frame) {
+  while (frame != nullptr && in_isFile(frame)) frame = frame->parent;
+  return frame == nullptr && gReportHandle == nullptr;
+}
+
 bool block_lines(std::int32_t* pending, text_state* state) {
   input_frame* frame = gCurrentFrame;
   if (!may_begin(frame)) return false;
@@ -417,7 +448,8 @@ bool block_lines(std::int32_t* pending, text_state* state) {
   const bool ready = source_hasLines(source);
   frame->file_pos = source->line_end;
   if (!ready) return false;
-  block_text text = {frame, source, nullptr, nullptr, source->clean, nullptr, false, false, {false, false}};
+  block_text text = {frame,   source, nullptr,        nullptr, source->clean,
+                     nullptr, false,  is_bare(frame), false,   {false, false}};
   source_openBlock(source);
   unsigned char* first = begin_text(&text, source->next, pending);
   if (first != nullptr) write_lines(&text, first, pending);

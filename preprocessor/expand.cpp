@@ -22,6 +22,7 @@
 #include "common/cmode.h"
 #include "common/osdep.h"
 #include "preprocessor/define.h"
+#include "preprocessor/finished.h"
 #include "preprocessor/reports.h"
 
 // --- Depth ---
@@ -52,12 +53,14 @@ static bool enter_depth(const macro_def* macro) {
 // --- Dynamic replacements ---
 
 static void push_lineNumber() {
+  gVolatileTexts++;
   char digits[16];
   std::snprintf(digits, sizeof digits, "%d", static_cast<int>(gLine));
   in_pushText(sc_fromNarrow(gWorkBuffer, digits));
 }
 
 static void push_fileName() {
+  gVolatileTexts++;
   const input_frame* frame = gCurrentFrame;
   while (frame != nullptr && !in_isFile(frame)) frame = frame->parent;
   if (frame == nullptr) return;

@@ -13,6 +13,7 @@
 
 unsigned char gOutBuffer[OUT_BUFFER_BYTES];
 unsigned char* gOutPos = gOutBuffer;
+std::uint32_t gOutFlushes;
 
 static bool gDiscard;
 static bool gFailed;
@@ -34,6 +35,7 @@ void out_flush() {
   const unsigned char* from = gOutBuffer;
   const unsigned char* const end = gOutPos;
   gOutPos = gOutBuffer;
+  gOutFlushes++;
   if (gDiscard || gFailed) return;
   while (from < end) {
     const ssize_t written = write(STDOUT_FILENO, from, static_cast<std::size_t>(end - from));

@@ -12,6 +12,7 @@
 
 constexpr std::uint32_t OUT_BUFFER_BYTES = 64 * 1024;
 
+extern std::uint32_t gOutFlushes;  // times that the buffer has been emptied
 extern unsigned char* gOutPos;
 extern unsigned char gOutBuffer[OUT_BUFFER_BYTES];
 

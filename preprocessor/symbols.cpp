@@ -10,6 +10,7 @@
 
 #include "common/osdep.h"
 #include "preprocessor/depth.h"
+#include "preprocessor/finished.h"
 
 macro_chain gMacroTable[MACRO_CHAINS];
 
@@ -212,6 +213,7 @@ static void chain_erase(macro_chain* chain, std::uint32_t place) {
 // --- Entries ---
 
 static void free_entry(macro_def* macro) {
+  finished_forget(macro);
   std::free(macro->body);
   std::free(macro);
 }
@@ -277,6 +279,7 @@ macro_def* macro_enter(const SourceChar* name, bool remove) {
 
 void macro_setBody(macro_def* macro, SourceChar* body, std::int32_t nargs) {
   gMacroGeneration++;
+  finished_forget(macro);
   macro->body = body;
   macro->nargs = nargs;
   macro->traits = 0;
@@ -294,6 +297,7 @@ void macro_setBody(macro_def* macro, SourceChar* body, std::int32_t nargs) {
 SourceChar* macro_takeBody(macro_def* macro) {
   SourceChar* body = macro->body;
   gMacroGeneration++;
+  finished_forget(macro);
   macro->body = nullptr;
   macro->body_length = 0;
   macro->traits = 0;

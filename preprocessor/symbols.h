@@ -22,6 +22,8 @@ enum body_traits : std::uint8_t {
   BODY_HAS_SLASH = 4,      // a comment may end in it, which writes into the text: needs a copy
 };
 
+struct finished_text;
+
 // One entry of the symbol table.
 struct macro_def {
   macro_def* next;       // in the chain
@@ -35,10 +37,11 @@ struct macro_def {
   macro_def* previous;  // in the chain
   std::uint32_t name_length;
   std::uint32_t body_length;
-  std::uint32_t frames;  // macro frames that hold this entry's text
-  std::uint8_t traits;   // body_traits of `body`
-  bool removed;          // out of the table, kept only for its living frames
-  char* bytes;           // the name in bytes for the look-up, absent if it holds a marker
+  std::uint32_t frames;     // macro frames that hold this entry's text
+  std::uint8_t traits;      // body_traits of `body`
+  bool removed;             // out of the table, kept only for its living frames
+  finished_text* finished;  // what its expansion has written, or absent (finished.h)
+  char* bytes;              // the name in bytes for the look-up, absent if it holds a marker
 };
 
 constexpr std::uint32_t MACRO_CHAINS = 8192;
