@@ -16,13 +16,18 @@ struct out_buffer {
   char* end;
 };
 
+// Where the conversions of a text take their arguments from; the first known one decides.
+enum arg_order : std::uint8_t { ORDER_OPEN, ORDER_NEXT, ORDER_INDEXED };
+
 // One conversion of the text, between its `%` and the character behind it.
 struct conversion {
-  bool left;   // -
-  bool plus;   // +
-  bool blank;  // space
-  bool zero;   // 0
-  bool alt;    // #
+  arg_order order;      // ORDER_NEXT, or ORDER_INDEXED
+  std::uint32_t index;  // of the argument, from 1
+  bool left;            // -
+  bool plus;            // +
+  bool blank;           // space
+  bool zero;            // 0
+  bool alt;             // #
   std::uint32_t width;
   std::uint32_t precision;
   char letter;       // 0 if the text ends first
@@ -65,10 +70,19 @@ void read_flags(conversion& c, const char*& at) {
   }
 }
 
+// Reads the `2$` of `%2$s`.
+void read_index(conversion& c, const char*& at) {
+  const char* digits = at;
+  c.index = read_number(at, 0);
+  c.order = at != digits && *at == '$' ? ORDER_INDEXED : ORDER_NEXT;
+  at = c.order == ORDER_INDEXED ? at + 1 : digits;  // digits alone are flags and a width
+}
+
 // Reads a conversion; `at` is behind its `%`.
 conversion read_conversion(const char* at) {
   conversion c = {};
   c.precision = NO_PRECISION;
+  read_index(c, at);
   read_flags(c, at);
   c.width = read_number(at, 0);
   if (*at == '.') {
@@ -99,32 +113,27 @@ void put_padded(out_buffer& out, const conversion& c, const char* prefix, const 
   if (c.left) put_repeated(out, ' ', fill);
 }
 
-void put_decimal(out_buffer& out, const conversion& c, const char* prefix, std::uint32_t value) {
-  char digits[10];
-  char* first = digits + sizeof digits;
-  for (; value != 0; value /= 10) *--first = static_cast<char>('0' + value % 10);
-  const bool shows_zero = first == digits + sizeof digits && c.precision != 0;
-  if (shows_zero) *--first = '0';
-  put_padded(out, c, prefix, first, static_cast<std::size_t>(digits + sizeof digits - first));
+void put_number(out_buffer& out, const conversion& c, const char* prefix, std::uint32_t value, std::uint32_t base) {
+  const char* alphabet = c.letter == 'X' ? "0123456789ABCDEF" : "0123456789abcdef";
+  char digits[12];  // of the largest number in base 8, and its sign of that base
+  char* const end = digits + sizeof digits;
+  char* first = end;
+  for (; value != 0; value /= base) *--first = alphabet[value % base];
+  const bool shows_sign = base == 8 && c.alt;  // which is a 0, and no second one for the number 0
+  if (shows_sign || (first == end && c.precision != 0)) *--first = '0';
+  put_padded(out, c, prefix, first, static_cast<std::size_t>(end - first));
 }
 
 void put_signed(out_buffer& out, const conversion& c, std::uint32_t value) {
   if (value > 0x7fffffffu) {
-    put_decimal(out, c, "-", 0u - value);
+    put_number(out, c, "-", 0u - value, 10);
   } else {
-    put_decimal(out, c, c.plus ? "+" : c.blank ? " " : "", value);
+    put_number(out, c, c.plus ? "+" : c.blank ? " " : "", value, 10);
   }
 }
 
 void put_hex(out_buffer& out, const conversion& c, std::uint32_t value) {
-  const char* alphabet = c.letter == 'X' ? "0123456789ABCDEF" : "0123456789abcdef";
-  const char* prefix = !c.alt || value == 0 ? "" : c.letter == 'X' ? "0X" : "0x";
-  char digits[8];
-  char* first = digits + sizeof digits;
-  for (; value != 0; value >>= 4) *--first = alphabet[value & 15];
-  const bool shows_zero = first == digits + sizeof digits && c.precision != 0;
-  if (shows_zero) *--first = '0';
-  put_padded(out, c, prefix, first, static_cast<std::size_t>(digits + sizeof digits - first));
+  put_number(out, c, !c.alt || value == 0 ? "" : c.letter == 'X' ? "0X" : "0x", value, 16);
 }
 
 // Strings and characters are filled with blanks only.
@@ -140,7 +149,7 @@ void put_string(out_buffer& out, const conversion& c, const char* text) {
   put_text(out, c, shown, c.precision == NO_PRECISION ? std::strlen(shown) : strnlen(shown, c.precision));
 }
 
-bool is_known(char letter) { return letter != 0 && std::strchr("diuxXcs", letter) != nullptr; }
+bool is_known(char letter) { return letter != 0 && std::strchr("diouxXcs", letter) != nullptr; }
 
 // Puts an argument that may be of another kind than the conversion expects.
 void put_argument(out_buffer& out, conversion c, const alert_arg& arg) {
@@ -159,18 +168,38 @@ void put_argument(out_buffer& out, conversion c, const alert_arg& arg) {
       put_text(out, c, &byte, 1);
       break;
     }
-    case 'u': put_decimal(out, c, "", arg.number); break;
+    case 'u': put_number(out, c, "", arg.number, 10); break;
+    case 'o': put_number(out, c, "", arg.number, 8); break;
     case 'x':
     case 'X': put_hex(out, c, arg.number); break;
     default: put_signed(out, c, arg.number); break;
   }
 }
 
+// The arguments of one text, and which of them its conversions have taken.
+struct arg_list {
+  const alert_arg* args;
+  unsigned count;
+  unsigned taken;
+  arg_order order;
+};
+
+// The argument that a conversion asks for, absent if there is none.
+const alert_arg* take_argument(arg_list& list, const conversion& c) {
+  if (!is_known(c.letter)) return nullptr;
+  if (list.order == ORDER_OPEN) list.order = c.order;
+  if (c.order != list.order) return nullptr;
+  const std::uint32_t index = c.order == ORDER_INDEXED ? c.index : list.taken + 1;
+  if (index == 0 || index > list.count) return nullptr;
+  list.taken = index;
+  return &list.args[index - 1];
+}
+
 }  // namespace
 
 std::uint32_t alert_format(char* out, std::uint32_t size, const char* format, const alert_arg* args, unsigned count) {
   out_buffer buffer = {out, out + size - 1};
-  unsigned taken = 0;
+  arg_list list = {args, count, 0, ORDER_OPEN};
   for (const char* at = format; *at != 0;) {
     const char* percent = strchrnul(at, '%');
     put(buffer, at, static_cast<std::size_t>(percent - at));
@@ -178,8 +207,8 @@ std::uint32_t alert_format(char* out, std::uint32_t size, const char* format, co
     const conversion c = read_conversion(percent + 1);
     if (c.letter == '%') {
       put(buffer, "%", 1);
-    } else if (is_known(c.letter) && taken < count) {
-      put_argument(buffer, c, args[taken++]);
+    } else if (const alert_arg* arg = take_argument(list, c)) {
+      put_argument(buffer, c, *arg);
     } else {
       put(buffer, percent, static_cast<std::size_t>(c.next - percent));
     }

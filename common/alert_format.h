@@ -6,11 +6,14 @@
 //
 //   %s, %d and so on for an argument of another kind   the argument in its own natural form
 //   more conversions than arguments, %n, %*d, others   the conversion as it stands in the text
+//   %0$s, %2$s with one argument                       the same
+//   %s behind a %1$s, or %1$s behind a %s              the same: the first decides how arguments are told
 //   a width beyond every line, for instance %99999d    no width
 //   a lone % at the end                                %
 //
-// Known are %d %i %u %x %X %c %s and %%, the flags - + space 0 #, width and precision. The length
-// modifiers of printf (h l j z t L) are passed over, as an argument knows its own size.
+// Known are %d %i %u %o %x %X %c %s and %%, the flags - + space 0 #, width and precision. The length
+// modifiers of printf (h l j z t L) are passed over, as an argument knows its own size. %2$s is the
+// second argument, so that a translation can change the order; arguments may be left out or repeated.
 #ifndef COMMON_ALERT_FORMAT_H
 #define COMMON_ALERT_FORMAT_H
 

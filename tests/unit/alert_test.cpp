@@ -49,6 +49,7 @@ TEST(AlertFormat, CorrectTextsPrintAsPrintf) {
           expect_as_printf(spec + "d>", value);
           expect_as_printf(spec + "u>", static_cast<unsigned>(value));
           expect_as_printf(spec + "x>", static_cast<unsigned>(value));
+          expect_as_printf(spec + "o>", static_cast<unsigned>(value));
           expect_as_printf(spec + "X>%%", static_cast<unsigned>(value));
         }
         for (const char* text : {"", "abc", "a longer text", static_cast<const char*>(nullptr)}) {
@@ -58,6 +59,19 @@ TEST(AlertFormat, CorrectTextsPrintAsPrintf) {
       }
     }
   }
+}
+
+TEST(AlertFormat, IndexedConversionsPrintAsPrintf) {
+  for (const char* format : {"%2$s|%1$d%3$u%%%2$.2s%1$+5d", "%1$d%1$d|%3$#o", "%2$-6s|%1$06d|%03$X%1$ 4d%%%02$.s"}) {
+    char expected[256];
+    std::snprintf(expected, sizeof expected, format, -42, "word", 77u);
+    EXPECT_EQ(formatted(256, format, -42, "word", 77u), expected) << format;
+  }
+  const auto two = [](const char* format) { return formatted(64, format, "one", 2); };
+  EXPECT_EQ(two("%2$d %1$s %s %-5d %%"), "2 one %s %-5d %");
+  EXPECT_EQ(two("%5$y %y %$s %s %2$05.3d %d %1$s"), "%5$y %y %$s one %2$05.3d 2 %1$s");
+  EXPECT_EQ(two("%0$s %3$s %4294967297$s %1$s %s"), "%0$s %3$s %4294967297$s one %s");
+  EXPECT_EQ(two("%1$n %2$*1$d %1$% %-1$s|%1$"), "%1$n %2$*1$d % %-1$s|%1$");
 }
 
 TEST(AlertFormat, WrongTextsShowWhatMakesSense) {
