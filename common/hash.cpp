@@ -13,7 +13,7 @@ vector* gHashRecords;
 
 static hash_record* new_record(const hash_table* table, bool default_hash, bool default_compare, const char* file,
                                int line) {
-  if (!gHashRecords) gHashRecords = vec_newUntracked();
+  if (!gHashRecords) gHashRecords = vec_new_func();  // a vector like any other in the report
   auto* record = static_cast<hash_record*>(mem_alloc(sizeof(hash_record)));
   record->table = table;
   record->flags = HASH_ALIVE | (default_compare ? HASH_DEFAULT_COMPARE : 0) | (default_hash ? HASH_DEFAULT_HASH : 0);

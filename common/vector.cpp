@@ -37,8 +37,6 @@ static void vec_addRecord(vector* v, const vec_record* figures, const char* file
   vec_add(gVecRecords, to_word(record));
 }
 
-vector* vec_newUntracked() { return vec_make(VEC_INITIAL); }
-
 vector* vec_newSized_func(std::uint32_t capacity, const char* file, int line) {
   CONTAINER_ASSERT(capacity != 0, "capacity != 0");
   vector* v = vec_make(capacity);
@@ -192,7 +190,7 @@ bool vec_iterDone(vector* v, bool more) {
 // ---- tracking ----
 
 void vec_track(bool on) {
-  if (on && !gVecRecords) gVecRecords = vec_newUntracked();
+  if (on && !gVecRecords) gVecRecords = vec_make(VEC_INITIAL);  // the one vector without a record
   gVecTrack = on;
 }
 

@@ -58,9 +58,6 @@ extern vector* gVecRecords;  // of vec_record, in no particular order; absent un
 vector* vec_new_func(const char* file = __builtin_FILE(), int line = __builtin_LINE());
 vector* vec_newSized_func(std::uint32_t capacity, const char* file = __builtin_FILE(), int line = __builtin_LINE());
 
-// An empty vector that is never tracked, for the lists of the tracking itself.
-vector* vec_newUntracked();
-
 // Releases the vector and its iterators, not what the elements refer to. `v` may be absent.
 void vec_destroy(vector* v);
 

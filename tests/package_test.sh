@@ -22,6 +22,8 @@ run --qvdebug=adt,zip:a.zip h.c
 is 'container report' 'Hash Living Vector Living Total ' "$(sed -nE 's/^# *(Hash|Living|Vector|Total) .*/\1/p' preprocessor-1.out | tr '\n' ' ')"
 is 'a clash' 1 "$(grep -cE '^[a-z].*> HASH @ [^ ]+ \(2/237\) clashed 1 times inserting' preprocessor-1.out)"
 is 'figures of the table' 1 "$(grep -c '1/237    2/237    1    n    n    Y' preprocessor-1.out)"
+tables=$(sed -n '/^# Hash/,/^# Living/p' preprocessor-1.out | grep -c 0x)
+is 'the list of tables' 1 "$(grep -cE "^# 0x[0-9a-f]+ +common/hash.cpp:[0-9]+ +$tables/10 +Y\$" preprocessor-1.out)"
 is 'a vector that grew' 1 "$(awk '/^# Vector/ { v = 1 } v && /[0-9]\/[0-9]/ { n++ } END { print (n > 2) }' preprocessor-1.out)"
 is 'the packed copy comes ahead of it' 0 "$(unzip -p a.zip preprocessor-1.out | grep -c 'Master List')"
 
