@@ -2,7 +2,8 @@
 //
 // What comes in: the debug-out file of this run and the archive named by the `zip` item, which may hold the
 // files of earlier runs and may be anything at all. What goes out: the archive with one entry more, or as it
-// was if it can't be read. Nothing here fails the run; each step that doesn't work is a warning.
+// was if it can't be read or written; it is never changed where it lies (package_target.h). Nothing here fails
+// the run; each step that doesn't work is a warning.
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -17,6 +18,7 @@
 #include "common/db_warning.h"
 #include "common/hash.h"
 #include "common/osdep.h"
+#include "common/package_target.h"
 #include "common/qvdebug.h"
 #include "common/stringcache.h"
 #include "common/vector.h"
@@ -58,10 +60,10 @@ static bool end_record_follows(std::FILE* archive, std::uint64_t directory_bytes
 
 // True if the entries of the directory reach exactly to its end. The library lets a gap pass, but an entry added
 // behind a gap could not be found again.
-static bool directory_isWhole() {
+static bool directory_isWhole(const char* path) {
   constexpr std::size_t ENTRY_BYTES = 46;  // ahead of the name
   unsigned char entry[ENTRY_BYTES];
-  std::FILE* archive = std::fopen(gZipPath, "rb");
+  std::FILE* archive = std::fopen(path, "rb");
   if (archive == nullptr) return false;
   bool whole = fseeko(archive, static_cast<off_t>(gPackage.m_central_directory_file_ofs), SEEK_SET) == 0;
   std::uint64_t directory_bytes = 0;
@@ -81,16 +83,16 @@ static bool is_regularFile(const char* path) {
   return stat(path, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// Opens the archive at gZipPath for reading. Only a regular file can be one, and to open a pipe could mean to
-// wait for ever.
-static bool read_package() {
-  if (!is_regularFile(gZipPath)) return false;
+// Opens the archive for reading. Only a regular file can be one, and to open a pipe could mean to wait for ever.
+static bool read_package(const char* path) {
+  if (!is_regularFile(path)) return false;
   gPackage.m_pRealloc = padded_realloc;
-  if (!mz_zip_reader_init_file(&gPackage, gZipPath, 0)) return false;
-  if (directory_isWhole()) return true;
-  // Released as a writer that has written nothing.
-  if (mz_zip_writer_init_from_reader(&gPackage, gZipPath)) mz_zip_writer_end(&gPackage);
-  return false;
+  if (!mz_zip_reader_init_file(&gPackage, path, 0)) return false;
+  if (!directory_isWhole(path)) {
+    mz_zip_reader_end(&gPackage);
+    return false;
+  }
+  return true;
 }
 
 // The name in the archive is always relative and has no `\`.
@@ -99,38 +101,50 @@ static const char* entry_name(const char* path) {
   return cache_translate(path, "\\", "/");
 }
 
-// Opens an existing archive to add to it. False if it can't be read; it has not been touched then.
-static bool open_package(const char* file) {
-  if (!read_package()) {
+// Opens an existing archive to add to it: its directory is read, and what is written goes to the target. False if it
+// can't be read.
+static bool open_package(package_target* target, const char* file) {
+  if (!read_package(target->archive)) {
     db_warning("Unable to open package zip file (%s) for reading to append \"%s\"", gZipPath, file);
     return false;
   }
-  if (!mz_zip_writer_init_from_reader(&gPackage, gZipPath)) {
+  if (!package_begin(target)) mz_zip_reader_end(&gPackage);  // then each of the next steps fails, and tells so
+  if (!mz_zip_writer_init_from_reader(&gPackage, target->path)) {
     db_warning("Unable to covert package zip file (%s) reader to a writer to append \"%s\"", gZipPath, file);
   }
   return true;
 }
 
-static bool create_package(const char* file) {
-  if (mz_zip_writer_init_file(&gPackage, gZipPath, 0)) return true;
+static bool create_package(package_target* target, const char* file) {
+  if (package_begin(target) && mz_zip_writer_init_file(&gPackage, target->path, 0)) return true;
   db_warning("Unable to init package zip file (%s) to add \"%s\"", gZipPath, file);
   return false;
 }
 
-static void add_toPackage(const char* file) {
+// Writes the entry and the new directory; only a package without fault takes the old one's place.
+static void write_package(package_target* target, const char* file) {
   const char* name = entry_name(file);
-  gPackage = mz_zip_archive();
-  if (!(osdep_exists(gZipPath) ? open_package(file) : create_package(file))) return;
   // A pipe in the place of the debug-out file would be read for ever.
-  if (!is_regularFile(file) || !mz_zip_writer_add_file(&gPackage, name, file, nullptr, 0, ENTRY_FLAGS)) {
-    db_warning("Unable to add archive \"%s\" (from \"%s\") to package zip (%s)", name, file, gZipPath);
-  }
+  bool whole = is_regularFile(file) && mz_zip_writer_add_file(&gPackage, name, file, nullptr, 0, ENTRY_FLAGS);
+  if (!whole) db_warning("Unable to add archive \"%s\" (from \"%s\") to package zip (%s)", name, file, gZipPath);
   if (!mz_zip_writer_finalize_archive(&gPackage)) {
     db_warning("Unable to finalize package zip (%s) after adding \"%s\"", gZipPath, file);
+    whole = false;
   }
-  if (!mz_zip_writer_end(&gPackage)) {
+  if (!mz_zip_writer_end(&gPackage) || (whole && !package_commit(target))) {
     db_warning("Unable to end package zip (%s) after adding \"%s\"", gZipPath, file);
   }
+}
+
+static void add_toPackage(const char* file) {
+  gPackage = mz_zip_archive();
+  package_target target;
+  if (!package_lock(&target, gZipPath)) {
+    db_warning("Unable to lock package zip (%s) to add \"%s\"", gZipPath, file);
+  } else if (target.exists ? open_package(&target, file) : create_package(&target, file)) {
+    write_package(&target, file);
+  }
+  package_release(&target);
 }
 
 void db_finish() {

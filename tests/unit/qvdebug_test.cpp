@@ -32,8 +32,9 @@ static void write_file(const char* path, const std::string& text) { std::ofstrea
 class Debug : public testing::Test {
  protected:
   void SetUp() override {
-    char folder[] = "/tmp/qvdebug_testXXXXXX";
-    scratch = mkdtemp(folder);
+    scratch = std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp";  // thousands of archives are flushed
+    scratch += "/qvdebug_testXXXXXX";
+    ASSERT_NE(mkdtemp(scratch.data()), nullptr);
     std::filesystem::current_path(scratch);
     gFilePath = "run.out";
     gFile = std::fopen(gFilePath, "w");
