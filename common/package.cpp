@@ -30,14 +30,16 @@ constexpr mz_uint ENTRY_FLAGS = 6 | MZ_ZIP_FLAG_CASE_SENSITIVE;
 // 65535 bytes, lies inside the directory. So its blocks have room behind them for a name and an extra field.
 constexpr std::size_t OVERREAD_BYTES = std::size_t{2} * 65536;
 
+// What an archive claims about the size of its directory is believed up to here.
+constexpr std::size_t DIRECTORY_BYTES_MAX = 64u << 20;
+
 static mz_zip_archive gPackage;
 
-static void* padded_realloc(void*, void* block, std::size_t items, std::size_t size) {
+// For blocks of a directory that is read.
+static void* directory_realloc(void*, void* block, std::size_t items, std::size_t size) {
   std::size_t bytes;
-  if (__builtin_mul_overflow(items, size, &bytes) || __builtin_add_overflow(bytes, OVERREAD_BYTES, &bytes)) {
-    return nullptr;
-  }
-  return std::realloc(block, bytes);
+  if (__builtin_mul_overflow(items, size, &bytes) || bytes > DIRECTORY_BYTES_MAX) return nullptr;
+  return std::realloc(block, bytes + OVERREAD_BYTES);
 }
 
 // The little-endian number in `bytes` bytes at `at`.
@@ -86,12 +88,13 @@ static bool is_regularFile(const char* path) {
 // Opens the archive for reading. Only a regular file can be one, and to open a pipe could mean to wait for ever.
 static bool read_package(const char* path) {
   if (!is_regularFile(path)) return false;
-  gPackage.m_pRealloc = padded_realloc;
+  gPackage.m_pRealloc = directory_realloc;
   if (!mz_zip_reader_init_file(&gPackage, path, 0)) return false;
   if (!directory_isWhole(path)) {
     mz_zip_reader_end(&gPackage);
     return false;
   }
+  gPackage.m_pRealloc = miniz_def_realloc_func;  // the directory may grow
   return true;
 }
 

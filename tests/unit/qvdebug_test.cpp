@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -183,6 +184,21 @@ TEST_F(Package, HostileDirectoriesAreRefused) {
   std::filesystem::remove("p.zip");
   ASSERT_EQ(mkfifo("p.zip", 0600), 0);
   EXPECT_NE(alerts_of(db_finish), "");  // and it must not wait for a writer
+}
+
+TEST_F(Package, LargeDirectoriesAreBelievedUpToALimit) {
+  const auto bytes = [](std::size_t number) { return std::string(reinterpret_cast<const char*>(&number), 4); };
+  for (const std::size_t excess : {0u, 1u}) {
+    const std::size_t size = (std::size_t{64} << 20) + excess;
+    std::string archive;
+    while (archive.size() < size) {  // 1024 entries with nothing but a name
+      const std::size_t name = std::min(size - archive.size() - 46, std::size_t{65535});
+      archive += "PK\1\2" + std::string(24, '\0') + bytes(name) + std::string(14 + name, '\0');
+    }
+    archive += "PK\5\6" + bytes(0) + bytes(1024 << 16 | 1024) + bytes(size) + std::string(6, '\0');
+    EXPECT_EQ(finish_with(archive) != "", excess == 1);
+    EXPECT_EQ(std::filesystem::file_size("p.zip") == archive.size(), excess == 1);
+  }
 }
 
 TEST_F(Package, AbsolutePathsGoBelowAPseudoDirectory) {
