@@ -1,4 +1,14 @@
-/* A serial echo with a running light, on an 8051: interrupts, bit registers, memory classes. */
+/*
+ * A serial echo with a running light, on an 8051:
+ *
+ *   - interrupts
+ *   - bit registers
+ *   - memory classes
+ *
+ * Ten lines of comment and a declaration ahead of all
+ * else, for the reason that real-avr.c gives.
+ */
+typedef unsigned char byte;
 #include <8051.h>
 #include <string.h>
 
@@ -17,7 +27,7 @@
 #endif
 
 static volatile __xdata char queue[QUEUE_SIZE];
-static volatile unsigned char head, tail;
+static volatile byte head, tail;
 static __code const char greeting[] = "ready\r\n";
 
 void serial_arrived(void) __interrupt(SI0_VECTOR)
@@ -42,9 +52,9 @@ static void put(char c)
 
 void main(void)
 {
-    unsigned char i;
+    byte i;
     TMOD = T1_M1;
-    TH1 = (unsigned char)TIMER1_RELOAD;
+    TH1 = (byte)TIMER1_RELOAD;
     TR1 = 1;
     SCON = 0x50;
     IE = 0x90;
