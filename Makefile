@@ -3,6 +3,7 @@
 #   make build      the program, in build/release/tnk/bin
 #   make demo       preprocesses examples/ to the terminal
 #   make check      runs all tests (PRESET=asan, debug: those of another build)
+#   make examples   runs the examples only; each checks its own result
 #   make lint       format and static analysis
 #   make coverage   the tests' coverage, as a table
 #   make bench      processor time beside other preprocessors
@@ -27,8 +28,14 @@ demo: build
 
 check:
 	@tools/setup build check
+	@tools/setup examples || echo "the examples that need them are skipped"
 	$(call compile,$(PRESET),tests)
 	ctest --preset $(PRESET)
+
+examples: build
+	@tools/setup examples || echo "the examples that need them are skipped"
+	@for run in examples/*/run examples/editors/*/run; do \
+	  CPP_PROGRAM=$(PROGRAM) $$run || [ $$? = 77 ] || exit 1; done
 
 lint:
 	@tools/setup build check lint
@@ -62,4 +69,4 @@ real: build
 clean:
 	rm -rf build
 
-.PHONY: build demo check lint coverage bench fuzz real clean
+.PHONY: build demo check examples lint coverage bench fuzz real clean

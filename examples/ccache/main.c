@@ -1,0 +1,3 @@
+#include "limit.h"
+
+int limit(void) { return LIMIT; }

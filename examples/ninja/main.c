@@ -1,0 +1,3 @@
+#include "lamp.h"
+
+int main(void) { return lamp(0) == TICKS ? 0 : 1; }

@@ -1,0 +1,1 @@
+#define PORT(n) (16 + (n))

@@ -1,0 +1,5 @@
+#include <lamp.h>
+#include "pins.h"
+
+int lamp(void) { return PIN_LAMP; }
+#warning LAMP

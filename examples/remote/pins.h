@@ -1,0 +1,1 @@
+#define PIN_LAMP PORT(5)
