@@ -8,11 +8,12 @@ printf '#define E(x) #x\n#include <s.h>\n__FILE__ __LINE__ E(\303\251)\n#bad\nE(
 printf '#include <time.h>\n#include "in.c"\n' >one/inc.h; : >one/time.h
 echo 'int s; __FILE__' >one/s.h; echo '__DATE__ __TIME__' >one/now.c; echo '#bad' >one/bad.c
 cp -R one/. 'an other/x'; find 'an other' -exec touch -d '2001-02-03 04:05' {} +
-here() { (cd one && env -i TZ=XXX11 "$cpp" "$@" 2>&1); }
+here() { (cd one && env -i ASAN_OPTIONS="$ASAN_OPTIONS" TZ=XXX11 "$cpp" "$@" 2>&1); }
 there() {
-  (cd 'an other/x' && umask 77 && env -i TZ=XXX-12 LANG=tr_TR.UTF-8 LC_ALL=C.UTF-8 HOME=/nowhere USER=x PATH=/nowhere TERM=vt100 \
-    COLUMNS=20 SOURCE_DATE_EPOCH=1 TMPDIR=. CPATH=/usr/include C_INCLUDE_PATH=/usr/include CPP=x DEPENDENCIES_OUTPUT=d \
-    POSIXLY_CORRECT=1 MALLOC_PERTURB_=165 LKS_ERR_FORMAT=x LKS_WARN_FORMAT=y LKS_MSG_FORMAT=z "$cpp" "$@" >out 2>&1; cat out)
+  (cd 'an other/x' && umask 77 && env -i ASAN_OPTIONS="$ASAN_OPTIONS" TZ=XXX-12 LANG=tr_TR.UTF-8 LC_ALL=C.UTF-8 HOME=/nowhere \
+    USER=x PATH=/nowhere TERM=vt100 COLUMNS=20 SOURCE_DATE_EPOCH=1 TMPDIR=. CPATH=/usr/include C_INCLUDE_PATH=/usr/include \
+    CPP=x DEPENDENCIES_OUTPUT=d POSIXLY_CORRECT=1 MALLOC_PERTURB_=165 LKS_ERR_FORMAT=x LKS_WARN_FORMAT=y LKS_MSG_FORMAT=z \
+    "$cpp" "$@" >out 2>&1; cat out)
 }
 while read -r arguments; do
   here $arguments >a; there $arguments >b; [ -s a ] && cmp a b || fail "cpp $arguments: another result"
