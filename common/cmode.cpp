@@ -34,7 +34,7 @@ std::uint32_t cmode_has(std::uint32_t mask) { return mask & (gMode | ~0xffu); }
 void banner_print() {
   constexpr const char* kProduct = "QV4";
   constexpr const char* kComponent = "preprocessor";
-  constexpr const char* kVersion = "2.29";
+  constexpr const char* kVersion = QV4_VERSION;
   constexpr const char* kRelease = "";
   constexpr const char* kBuildNumber = "20200706181825";
   std::printf(
