@@ -2,6 +2,7 @@
 #
 #   make build      the program, in build/release/tnk/bin
 #   make demo       preprocesses examples/ to the terminal
+#   make docs       the manual's table of messages and its HTML form, in docs/
 #   make check      runs all tests (PRESET=asan, debug: those of another build)
 #   make examples   runs the examples only; each checks its own result
 #   make lint       format and static analysis
@@ -25,6 +26,12 @@ build:
 
 demo: build
 	@examples/demo $(PROGRAM)
+
+docs:
+	@tools/setup docs
+	tools/manual
+
+.PHONY: docs
 
 check:
 	@tools/setup build check
