@@ -2,6 +2,7 @@
 #
 #   make build      the program, in build/release/tnk/bin
 #   make demo       preprocesses examples/ to the terminal
+#   make package    a Debian package, in build/
 #   make docs       the manual's table of messages and its HTML form, in docs/
 #   make check      runs all tests (PRESET=asan, debug: those of another build)
 #   make examples   runs the examples only; each checks its own result
@@ -27,11 +28,16 @@ build:
 demo: build
 	@examples/demo $(PROGRAM)
 
+package: build
+	@tools/setup package
+	cpack --config build/$(PRESET)/CPackConfig.cmake -B build
+	lintian --allow-root --fail-on error build/*.deb
+
 docs:
 	@tools/setup docs
 	tools/manual
 
-.PHONY: docs
+.PHONY: package docs
 
 check:
 	@tools/setup build check
