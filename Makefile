@@ -4,6 +4,7 @@
 #   make demo       preprocesses examples/ to the terminal
 #   make package    a Debian package, in build/
 #   make docs       the manual's table of messages and its HTML form, in docs/
+#   make pictures   those of the README, in docs/
 #   make check      runs all tests (PRESET=asan, debug: those of another build)
 #   make examples   runs the examples only; each checks its own result
 #   make lint       format and static analysis
@@ -37,7 +38,11 @@ docs:
 	@tools/setup docs
 	tools/manual
 
-.PHONY: package docs
+pictures: build
+	@tools/setup check
+	tools/pictures $(PROGRAM)
+
+.PHONY: package docs pictures
 
 check:
 	@tools/setup build check
