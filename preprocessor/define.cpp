@@ -183,7 +183,8 @@ static void encode_body(SourceChar c, const macro_def* macro, const parameter_li
 static void compare_bodies(const macro_def* macro, const SourceChar* old) {
   if (old != nullptr && sc_compare(old, macro->body) == 0) return;
   char* name = sc_narrowDup(macro->name);
-  alert(111u, static_cast<const char*>(name), macro->file, static_cast<int>(macro->line));
+  const char* file = macro->file != nullptr ? macro->file : "predefined";  // -D and the program's own have none
+  alert(111u, static_cast<const char*>(name), file, static_cast<int>(macro->line));
   std::free(name);
 }
 
