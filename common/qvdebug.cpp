@@ -27,8 +27,10 @@ bool gDebugParsed;
 const char* gZipPath;
 const char* gFilePath;
 std::FILE* gFile;
+bool gTraceExpand;
 
 static hash_table* gDebugNames;  // the names of `debug` items, kept for other tools' sake
+static bool gExpandNamed;        // `expand` is among them
 
 constexpr std::uint32_t DEBUG_NAME_BUCKETS = 13;
 constexpr char DEFAULT_PACKAGE[] = "qv4_package.zip";
@@ -124,6 +126,7 @@ static void parse_debug(vector* args) {
   while (vec_iterDone(args, vec_iterHasNext(args))) {
     const Word name = vec_iterNext(args);
     hash_insert_func(gDebugNames, name, name);
+    if (std::strcmp(word_ptr<const char>(name), "expand") == 0) gExpandNamed = true;
   }
 }
 
@@ -189,6 +192,7 @@ void db_options(const char* text) {
     gFilePath = cache_printf("preprocessor-%u.out", gDebugNum);
     gFile = open_debugOut("w");
   }
+  gTraceExpand = gExpandNamed && gFile != nullptr;
   if ((gDebugFlags & DBF_ADT) != 0) {
     hash_track(true);
     vec_track(true);

@@ -46,6 +46,7 @@ extern bool gDebugParsed;          // db_options has run
 extern const char* gZipPath;       // the package archive, or absent
 extern const char* gFilePath;      // the debug-out file, or absent
 extern std::FILE* gFile;           // the debug-out stream, or absent
+extern bool gTraceExpand;          // `debug:expand` and a flag are given: the tool traces its macro expansions
 
 // State of the trace.
 extern std::FILE* gDebugTty;          // /dev/tty, opened at first need

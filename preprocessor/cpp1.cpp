@@ -25,6 +25,7 @@
 #include "preprocessor/cpp3.h"
 #include "preprocessor/cpp6.h"
 #include "preprocessor/depend.h"
+#include "preprocessor/expand_trace.h"
 #include "preprocessor/output.h"
 #include "preprocessor/reports.h"
 #include "preprocessor/roads.h"
@@ -71,6 +72,7 @@ static int close_output() {
 }
 
 static int finish_debug() {
+  if (etrace_active()) etrace_finish();
   db_finish();
   return 0;
 }
@@ -277,7 +279,7 @@ static std::int32_t main_loop() {
   std::int32_t indent = 0;
   text_state state;
   for (;;) {
-    if (kFastRoads && indent == 0 && block_lines(&pending, &state)) {
+    if (roads_open() && indent == 0 && block_lines(&pending, &state)) {
       text_writeLine(state);
       pending = 0;
     }

@@ -12,6 +12,7 @@
 #include "common/cmode.h"
 #include "preprocessor/cpp6.h"
 #include "preprocessor/define.h"
+#include "preprocessor/expand_trace.h"
 #include "preprocessor/ifeval.h"
 #include "preprocessor/output.h"
 
@@ -356,6 +357,12 @@ std::int32_t control_line(std::int32_t pending) {
     case DIR_PRAGMA: return do_pragma(pending);
     case DIR_ASM: return do_asm();
     case DIR_ENDASM: return do_endasm(pending);
-    default: kDirectives[row].run(); return pending + 1;
+    default: break;
   }
+  if (etrace_active()) {
+    etrace_directive(kDirectives[row].word, kDirectives[row].run);
+  } else {
+    kDirectives[row].run();
+  }
+  return pending + 1;
 }

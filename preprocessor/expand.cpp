@@ -22,6 +22,7 @@
 #include "common/cmode.h"
 #include "common/osdep.h"
 #include "preprocessor/define.h"
+#include "preprocessor/expand_trace.h"
 #include "preprocessor/finished.h"
 #include "preprocessor/reports.h"
 
@@ -412,9 +413,7 @@ static bool refuse_kind(const macro_def* macro) {
   return false;
 }
 
-bool macro_expand(macro_def* macro) {
-  if (gReportHandle != nullptr) macro_traceEntry(macro);
-  if (!enter_depth(macro)) return false;
+static bool take_call(macro_def* macro) {
   const std::uint32_t area_start = gMacroAreaFill;
   argument_list list;
   list.count = 0;
@@ -426,10 +425,17 @@ bool macro_expand(macro_def* macro) {
       if (macro->nargs < 0) return refuse_kind(macro);
       if (!find_open()) return false;
       collect_arguments(macro, &list);
+      if (etrace_active()) etrace_arguments(list.count, list.start);
       check_count(macro, list.count);
       break;
   }
   push_macroFrame(macro, &list, area_start);
   gMacroAreaFill = area_start;
   return true;
+}
+
+bool macro_expand(macro_def* macro) {
+  if (gReportHandle != nullptr) macro_traceEntry(macro);
+  if (!enter_depth(macro)) return false;
+  return etrace_active() ? etrace_call(macro, take_call) : take_call(macro);
 }

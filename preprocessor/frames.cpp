@@ -7,6 +7,7 @@
 #include "common/alert.h"
 #include "common/osdep.h"
 #include "preprocessor/depth.h"
+#include "preprocessor/expand_trace.h"
 #include "preprocessor/reader.h"
 
 static SourceChar gEmptyText[1];
@@ -136,6 +137,7 @@ static void show_macro(macro_def* macro) {
 }
 
 void in_endText() {
+  if (etrace_active()) etrace_textEnds();
   input_frame* frame = gCurrentFrame;
   if (frame->macro != nullptr) show_macro(frame->macro);
   if (frame->arg_of != nullptr) frame->arg_of->disable++;

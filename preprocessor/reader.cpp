@@ -12,6 +12,7 @@
 #include "common/osdep.h"
 #include "preprocessor/cpp6.h"
 #include "preprocessor/expand.h"
+#include "preprocessor/expand_trace.h"
 #include "preprocessor/output.h"
 
 static const char* gPresetCursor;
@@ -128,6 +129,7 @@ static bool next_line(input_frame* frame) {
   if (!source_nextLine(frame->stream)) return false;
   frame->file_pos = frame->stream->line;
   in_lineBegun(frame);
+  if (etrace_active()) etrace_lineRead(frame);
   return true;
 }
 

@@ -335,7 +335,7 @@ static void write_token(SourceChar c) {
 
 void text_writeLine(text_state state) {
   for (;;) {
-    if (kFastRoads && text_run(&state)) return;
+    if (roads_open() && text_run(&state)) return;
     SourceChar c = get();
     const bool expanded = state.expanded;
     state.expanded = false;
