@@ -151,8 +151,22 @@ bool osdep_exists(const char* path) {
   return path && stat(path, &status) == 0;
 }
 
-bool osdep_canRead(const char* path) {
+int osdep_openText(const char* path, struct stat* status) {
   const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return -1;
+  if (fstat(descriptor, status) == 0) {
+    if (!S_ISDIR(status->st_mode)) return descriptor;
+    errno = EISDIR;
+  }
+  const int reason = errno;
+  close(descriptor);
+  errno = reason;
+  return -1;
+}
+
+bool osdep_canRead(const char* path) {
+  struct stat status;
+  const int descriptor = osdep_openText(path, &status);
   if (descriptor < 0) return false;
   close(descriptor);
   return true;

@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 
+struct stat;
+
 // ---- memory ----
 
 // Zero-filled storage, released with free. Fatal alert 296 when there is none; never returns null.
@@ -75,7 +77,11 @@ char* osdep_dirName(const char* path);
 // True if the file status call works on `path`, which may be absent.
 bool osdep_exists(const char* path);
 
-// True if `path` can be opened for reading.
+// Opens a file to be read as text and fills in its `status`. -1 if that fails; errno tells why. A directory
+// doesn't open: EISDIR.
+int osdep_openText(const char* path, struct stat* status);
+
+// True if osdep_openText works on `path`.
 bool osdep_canRead(const char* path);
 
 // The canonical path of the running program, a new string; absent if the system does not tell it.

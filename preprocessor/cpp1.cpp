@@ -6,6 +6,7 @@
 #include "preprocessor/cpp1.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -119,13 +120,16 @@ static void guard_standardStreams() {
 
 static char** read_argumentFile(char* argument) {
   gArgFileName = argument;
-  if (std::freopen(argument + 1, "r", stdin) == nullptr) {
+  struct stat status;
+  const int fd = osdep_openText(argument + 1, &status);
+  if (fd < 0 || dup2(fd, STDIN_FILENO) < 0) {
     alert(141u, "command", static_cast<const char*>(argument + 1));
     static char no_name[] = "cpp";
     static char* no_arguments[] = {no_name, nullptr};
     gArgCount = 1;
     return no_arguments;
   }
+  close(fd);
   return osdep_readArgs("cpp");
 }
 
@@ -146,11 +150,14 @@ static void bind_output(const char* name) {
   close(fd);
 }
 
-static int bind_input(const char* name) {
-  if (is_dash(name)) return STDIN_FILENO;
-  const int fd = open(name, O_RDONLY | O_CLOEXEC);
-  if (fd < 0) alert(141u, "input", name);
-  return fd >= 0 ? fd : STDIN_FILENO;
+static int bind_input(const char* name, struct stat* status) {
+  if (!is_dash(name)) {
+    const int fd = osdep_openText(name, status);
+    if (fd >= 0) return fd;
+    alert(141u, "input", name);
+  }
+  if (fstat(STDIN_FILENO, status) != 0) *status = {};
+  return STDIN_FILENO;
 }
 
 // In a dependency run the first error ends the run, and only what concerns it is shown.
@@ -197,12 +204,13 @@ static void start_run(int argc, char** argv) {
   if (count > 3) drv_exit(1);
   if (count == 3) bind_output(argv[2]);
   const char* source = count > 1 ? argv[1] : "-";
-  const int input = bind_input(source);
+  struct stat status;
+  const int input = bind_input(source, &status);
   limit_alerts();
   if (gShowSearchList && gDepMode == DEP_NONE) drv_searchList();
   prepare_dependencies(count == 3 ? argv[2] : "");
   if (gSourceName == nullptr || *gSourceName == 0) gSourceName = is_dash(source) ? "" : source;
-  in_pushFile(input, gSourceName);
+  in_pushFile(input, status, gSourceName);
   gMainFrame = gCurrentFrame;
   start_report();
   emit_sync();

@@ -5,8 +5,8 @@
 // predefined macros are entered before them, so that an option can replace or remove each.
 #include "preprocessor/cpp3.h"
 
-#include <fcntl.h>
 #include <strings.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -33,30 +33,29 @@ static void show_include(const char* path) {
   if (hash_insert_func(shown, to_word(interned), to_word(interned))) alert_text(cache_printf("%s\n", path));
 }
 
-static int open_forReading(const char* path) { return open(path, O_RDONLY | O_CLOEXEC); }
-
 // The copy of `path` in lower case, if that is another name.
-static int open_lowerCase(const char* path) {
+static int open_lowerCase(const char* path, struct stat* status) {
   char lower[FILE_NAME_MAX + 1];
   std::size_t i = 0;
   for (; i < FILE_NAME_MAX && path[i] != 0; i++) {
     lower[i] = path[i] >= 'A' && path[i] <= 'Z' ? static_cast<char>(path[i] + ('a' - 'A')) : path[i];
   }
   lower[i] = 0;
-  return std::strcmp(lower, path) != 0 ? open_forReading(lower) : -1;
+  return std::strcmp(lower, path) != 0 ? osdep_openText(lower, status) : -1;
 }
 
 bool include_open(const char* path) {
-  int fd = open_forReading(path);
+  struct stat status;
+  int fd = osdep_openText(path, &status);
   const bool as_written = fd >= 0;
   if (!as_written) {
-    fd = open_lowerCase(path);
+    fd = open_lowerCase(path, &status);
     if (fd < 0) return false;
     alert(164u, path);
   }
   if (gShowIncludes) show_include(path);
   if (!as_written && !osdep_canRead(path)) alert(165u, path);
-  in_pushFile(fd, path);
+  in_pushFile(fd, status, path);
   return true;
 }
 

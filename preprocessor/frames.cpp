@@ -67,13 +67,13 @@ void in_releaseMain() {
   gMainFrame = nullptr;
 }
 
-void in_pushFile(int fd, const char* name) {
+void in_pushFile(int fd, const struct stat& status, const char* name) {
   SourceChar wide[FILE_NAME_MAX + 1];
   wide[FILE_NAME_MAX] = 0;
   sc_fromNarrowN(wide, name, FILE_NAME_MAX);
   input_frame* frame = in_pushFrame(0, nullptr);
   frame->name = frame->owned_name = sc_dup(wide);
-  frame->stream = source_open(fd);
+  frame->stream = source_open(fd, status);
   frame->file_pos = frame->stream->line;
   gLine = 1;
   gLineStale = true;

@@ -54,8 +54,9 @@ inline const SourceChar* in_shownName(const input_frame* frame) {
 // Pushes an empty frame whose buffer has room for `capacity` units; `name` is lent. Raises 296.
 input_frame* in_pushFrame(std::uint32_t capacity, const SourceChar* name);
 
-// Pushes a file frame on the open descriptor `fd`, which it owns, under a copy of `name`.
-void in_pushFile(int fd, const char* name);
+// Pushes a file frame on the open descriptor `fd`, which it owns, under a copy of `name`. `status` is
+// what the system tells of the file.
+void in_pushFile(int fd, const struct stat& status, const char* name);
 
 // Pushes a copy of `text` (0-terminated) as the next input.
 void in_pushText(const SourceChar* text);

@@ -17,11 +17,8 @@ static_assert(SMALLEST_BLOCK > LINE_BYTES_MAX && SOURCE_BLOCK_BYTES >= SMALLEST_
 
 // Most files are small headers: a block that holds the whole file, and one byte more so that the
 // first read sees its end.
-static std::uint32_t block_bytes(int fd) {
-  struct stat status;
-  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size >= SOURCE_BLOCK_BYTES) {
-    return SOURCE_BLOCK_BYTES;
-  }
+static std::uint32_t block_bytes(const struct stat& status) {
+  if (!S_ISREG(status.st_mode) || status.st_size >= SOURCE_BLOCK_BYTES) return SOURCE_BLOCK_BYTES;
   const auto size = static_cast<std::uint32_t>(status.st_size) + 1;
   return size < SMALLEST_BLOCK ? SMALLEST_BLOCK : size;
 }
@@ -31,14 +28,14 @@ static void set_emptyLine(line_source* source) {
   source->block[0] = source->covered = 0;
 }
 
-line_source* source_open(int fd) {
+line_source* source_open(int fd, const struct stat& status) {
   line_source* source = gRecycledSources;
   if (source != nullptr) {
     gRecycledSources = source->recycled;
   } else {
     source = mem_array<line_source>(1);
   }
-  const std::uint32_t wanted = block_bytes(fd);
+  const std::uint32_t wanted = block_bytes(status);
   if (source->capacity < wanted) {
     std::free(source->block);
     source->block = static_cast<unsigned char*>(mem_allocRaw(wanted + SOURCE_SLACK));

@@ -13,6 +13,8 @@
 
 #include <cstdint>
 
+struct stat;
+
 constexpr std::uint32_t LINE_UNITS = 10240;               // a line buffer: one piece and its terminator
 constexpr std::uint32_t LINE_BYTES_MAX = LINE_UNITS - 1;  // bytes of one piece, its newline included
 constexpr std::uint32_t SOURCE_BLOCK_BYTES = 64 * 1024;   // asked of the system at a time
@@ -35,9 +37,9 @@ struct line_source {
   line_source* recycled;  // next on the list of sources that wait for another file
 };
 
-// A source that reads from `fd`, which it owns from now on. No line is current yet: `line` and
-// `line_end` point at an empty line. Raises 296.
-line_source* source_open(int fd);
+// A source that reads from `fd`, which it owns from now on; `status` is what the system tells of it. No
+// line is current yet: `line` and `line_end` point at an empty line. Raises 296.
+line_source* source_open(int fd, const struct stat& status);
 
 // Makes the next line current and returns true; false at the end of the file.
 bool source_nextLine(line_source* source);
