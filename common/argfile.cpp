@@ -5,6 +5,7 @@
 // blanks in a row give an empty one.
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -14,6 +15,7 @@
 #include "common/stringcache.h"
 
 int gArgCount;
+int gArgError;
 
 constexpr std::size_t WORD_BYTES = 2047;      // longer: error 917
 constexpr std::size_t VECTOR_ENTRIES = 1024;  // first room of the vector, and its growth
@@ -105,7 +107,9 @@ char** osdep_readArgs(const char* program_name) {
   arg_reader reader = {};
   add_entry(&reader, mem_dupText(program_name, std::strlen(program_name)));
   const bool prompt = isatty(STDIN_FILENO) != 0;
+  errno = 0;
   while (const char* line = next_line(prompt, program_name)) take_line(&reader, line);
+  gArgError = std::ferror(stdin) == 0 ? 0 : errno != 0 ? errno : EIO;
   reader.entries[reader.count] = nullptr;
   gArgCount = static_cast<int>(reader.count);
   return reader.entries;

@@ -102,6 +102,9 @@ void osdep_qsort(void* base, std::size_t count, std::size_t size, osdep_compare 
 // The number of entries in the last vector of osdep_readArgs, without the absent one at its end.
 extern int gArgCount;
 
+// The system's reason if that vector is not all, since a read failed; otherwise 0.
+extern int gArgError;
+
 // Reads words from standard input until its end and returns them as an argument vector: a copy of
 // `program_name`, the words, an absent entry. The strings may be edited. Prompts with "%s> " on standard
 // output if standard input is a terminal. A word has at most 2047 bytes: error 917, and it is cut there.

@@ -118,6 +118,13 @@ static void guard_standardStreams() {
   std::signal(SIGXFSZ, SIG_IGN);
 }
 
+static char** read_arguments(const char* source) {
+  char** arguments = osdep_readArgs("cpp");
+  if (gArgError == 0) return arguments;
+  alert_raw("Could not read \"%s\" to its end: %s", source, static_cast<const char*>(std::strerror(gArgError)));
+  drv_exit(1);
+}
+
 static char** read_argumentFile(char* argument) {
   gArgFileName = argument;
   struct stat status;
@@ -130,7 +137,7 @@ static char** read_argumentFile(char* argument) {
     return no_arguments;
   }
   close(fd);
-  return osdep_readArgs("cpp");
+  return read_arguments(argument + 1);
 }
 
 // `-` stands for a standard stream.
@@ -195,7 +202,7 @@ static void start_run(int argc, char** argv) {
   alert_setPositionHook(alert_positionHook);
   reg_set_c_stdlib("c90");
   if (argc <= 1 || (argc == 2 && argv[1][0] == '@')) {
-    argv = argc == 2 ? read_argumentFile(argv[1]) : osdep_readArgs("cpp");
+    argv = argc == 2 ? read_argumentFile(argv[1]) : read_arguments("standard input");
     argc = gArgCount;
   }
   drv_presets();
