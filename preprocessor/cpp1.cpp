@@ -143,20 +143,30 @@ static char** read_argumentFile(char* argument) {
 // `-` stands for a standard stream.
 static bool is_dash(const char* name) { return std::strcmp(name, "-") == 0; }
 
-static void bind_output(const char* name) {
-  if (is_dash(name)) return;
+// True if the file of that name is standard output from now on. What it holds stays: with `-D X ok.c`
+// the output is ok.c, and there is no input X.
+static bool bind_output(const char* name) {
+  if (is_dash(name)) return false;
   if (gListMacros && gDepMode == DEP_NONE) {
     gMacroListFile = name;
-    return;
+    return false;
   }
-  const int fd = open(name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  const int fd = open(name, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
   if (fd < 0 || dup2(fd, STDOUT_FILENO) < 0) {
     alert(141u, "output", name);
-    return;
+    return false;
   }
   close(fd);
+  return true;
 }
 
+// A terminal, a pipe or a device has nothing to empty.
+static void empty_output(const char* name, const struct stat& status) {
+  if (!S_ISREG(status.st_mode) || status.st_size == 0 || ftruncate(STDOUT_FILENO, 0) == 0) return;
+  alert(141u, "output", name);
+}
+
+// Opens the input and fills in its `status`.
 static int bind_input(const char* name, struct stat* status) {
   if (!is_dash(name)) {
     const int fd = osdep_openText(name, status);
@@ -165,6 +175,14 @@ static int bind_input(const char* name, struct stat* status) {
   }
   if (fstat(STDIN_FILENO, status) != 0) *status = {};
   return STDIN_FILENO;
+}
+
+static int bind_files(const char* source, const char* output, struct stat* status) {
+  const bool is_named = bind_output(output);
+  const int input = bind_input(source, status);
+  struct stat out_status;
+  if (is_named && fstat(STDOUT_FILENO, &out_status) == 0) empty_output(output, out_status);
+  return input;
 }
 
 // In a dependency run the first error ends the run, and only what concerns it is shown.
@@ -209,10 +227,9 @@ static void start_run(int argc, char** argv) {
   const int count = drv_options(argc, argv);
   if (gListMacros || gDepMode != DEP_NONE) out_setDiscard(true);
   if (count > 3) drv_exit(1);
-  if (count == 3) bind_output(argv[2]);
   const char* source = count > 1 ? argv[1] : "-";
   struct stat status;
-  const int input = bind_input(source, &status);
+  const int input = bind_files(source, count == 3 ? argv[2] : "-", &status);
   limit_alerts();
   if (gShowSearchList && gDepMode == DEP_NONE) drv_searchList();
   prepare_dependencies(count == 3 ? argv[2] : "");
