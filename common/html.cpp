@@ -9,6 +9,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include "common/alert.h"
 #include "common/osdep.h"
@@ -32,6 +33,8 @@ static const char* gHtmlStyle;     // name of the style sheet, or absent
 static html_table* curTable;       // the table in progress, or absent
 static vector* gHtmlTables;        // outer tables of the one in progress, absent until first needed
 
+constexpr char CONTENTS_PREFIX[] = "toc_";  // ahead of the report's name
+constexpr char DOCUMENT_PREFIX[] = "main_";
 constexpr std::size_t DOCUMENT_BUFFER_BYTES = 65536;
 static char gHtmlBuffer[DOCUMENT_BUFFER_BYTES];  // of gHtmlStream: a report can have a row for each macro call
 
@@ -102,13 +105,24 @@ static void close_document() {
   gHtmlStream = nullptr;
 }
 
-// `name` in the directory of the report, interned. A directory that is the empty string is the root.
-static const char* report_path(const char* name) {
-  if (gHtmlDir == nullptr) return name;
-  char* joined = osdep_joinPath(gHtmlDir[0] != '\0' ? gHtmlDir : "/", name);
+// `name` in the directory of a report, interned. A directory that is the empty string is the root.
+static const char* path_in(const char* directory, const char* name) {
+  if (directory == nullptr) return name;
+  char* joined = osdep_joinPath(directory[0] != '\0' ? directory : "/", name);
   const char* path = cache_intern(joined);
   std::free(joined);
   return path;
+}
+
+static const char* report_path(const char* name) { return path_in(gHtmlDir, name); }
+
+void HTML_namedFiles(const char* path, file_visitor visit) {
+  visit(path, "the report");
+  char* directory = osdep_dirName(path);
+  for (const char* prefix : {CONTENTS_PREFIX, DOCUMENT_PREFIX}) {
+    visit(path_in(directory, cache_concat(prefix, osdep_baseName(path))), "the report");
+  }
+  std::free(directory);
 }
 
 bool HTML_lost(const char** path, int* error) {
@@ -147,7 +161,7 @@ std::FILE* HTML_open(const char* path, const char* title, const char* arg, const
 }
 
 static void open_contents() {
-  gHtmlTocName = cache_concat("toc_", main_filename);
+  gHtmlTocName = cache_concat(CONTENTS_PREFIX, main_filename);
   gHtmlTocPath = report_path(gHtmlTocName);
   gHtmlTocStream = std::fopen(gHtmlTocPath, "w");
   if (gHtmlTocStream == nullptr) {
@@ -170,7 +184,7 @@ void HTML_useTOC(std::int32_t depth) {
   gHtmlTocDepth = depth;
   if (gHtmlTocStream != nullptr) return;
   open_contents();
-  main_filename = cache_concat("main_", main_filename);
+  main_filename = cache_concat(DOCUMENT_PREFIX, main_filename);
   write_frames();
   close_document();
   open_document(report_path(main_filename));

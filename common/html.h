@@ -17,6 +17,7 @@
 #include <cstdio>
 
 #include "common/hooks.h"
+#include "common/osdep.h"
 
 extern std::FILE* gHtmlStream;         // the document being written, or absent
 extern std::FILE* gHtmlTocStream;      // the contents, or absent; present: headings get labels
@@ -37,6 +38,9 @@ std::FILE* HTML_open(const char* path, const char* title, const char* arg, const
 // the document stays in the first file of the latest report. Aborts if no report was opened. A file that can't be
 // opened is a warning of level 0, not counted, and the report goes on without it.
 void HTML_useTOC(std::int32_t depth);
+
+// Shows `visit` the three files of a report at `path`; opens nothing.
+void HTML_namedFiles(const char* path, file_visitor visit);
 
 // Ends the document, fills the number of labels into the contents, closes both.
 void HTML_close();

@@ -74,6 +74,9 @@ char* osdep_dirName(const char* path);
 
 // ---- files ----
 
+// Is shown a file that an option opens or removes, and what it is for: "the report". Both are lent.
+using file_visitor = void (*)(const char* path, const char* role);
+
 // True if the file status call works on `path`, which may be absent.
 bool osdep_exists(const char* path);
 

@@ -40,6 +40,8 @@ const char* db_warningFormat(char (&buffer)[DB_WARNING_BYTES], const char* forma
   return buffer;
 }
 
+static const char* default_debugOut(std::uint32_t number) { return cache_printf("preprocessor-%u.out", number); }
+
 static const char* string_at(const vector* args, std::uint32_t index) {
   return word_ptr<const char>(vec_elementAt(args, index));
 }
@@ -130,6 +132,14 @@ static void parse_debug(vector* args) {
   }
 }
 
+// False, with nothing stored, if the text isn't a number from 1 on that fits.
+static bool read_number(const char* text, std::uint32_t* number) {
+  const long value = std::strtol(text, nullptr, 10);
+  if (value <= 0 || value > static_cast<long>(UINT32_MAX)) return false;
+  *number = static_cast<std::uint32_t>(value);
+  return true;
+}
+
 static void parse_num(vector* args) {
   if (vec_size(args) == 0) {
     db_warning("option \"num\", must have an argument");
@@ -137,10 +147,7 @@ static void parse_num(vector* args) {
   }
   const char* text = string_at(args, 0);
   if (vec_size(args) > 1) db_warning("ignoring extraneous arguments with \"num\" option, using \"%s\"", text);
-  const long number = std::strtol(text, nullptr, 10);
-  if (number > 0 && number <= static_cast<long>(UINT32_MAX)) {
-    gDebugNum = static_cast<std::uint32_t>(number);
-  } else {
+  if (!read_number(text, &gDebugNum)) {
     db_warning("\"num\" option must be a decimal integer > 0, using \"%u\"", gDebugNum);
   }
 }
@@ -161,18 +168,31 @@ static constexpr debug_option OPTIONS[] = {
     {DBF_ADT, "adt", nullptr},       {0, "num", parse_num},
 };
 
-static void apply_item(const char* item) {
+// Absent if no row matches.
+static const debug_option* find_option(const char* item) {
   for (const debug_option& option : OPTIONS) {
-    if (strncasecmp(item, option.dbo_name, std::strlen(option.dbo_name)) != 0) continue;
-    gDebugFlags |= option.dbo_flag;
-    if (option.dbo_optParser == nullptr) return;
-    const char* colon = std::strchr(item, ':');
-    vector* args = colon != nullptr ? cache_split(colon + 1, ":") : nullptr;
-    option.dbo_optParser(args);
-    vec_destroy(args);
+    if (strncasecmp(item, option.dbo_name, std::strlen(option.dbo_name)) == 0) return &option;
+  }
+  return nullptr;
+}
+
+// The arguments behind the first colon; absent without one.
+static vector* item_arguments(const char* item) {
+  const char* colon = std::strchr(item, ':');
+  return colon != nullptr ? cache_split(colon + 1, ":") : nullptr;
+}
+
+static void apply_item(const char* item) {
+  const debug_option* option = find_option(item);
+  if (option == nullptr) {
+    db_warning("unknown option \"%s\"", item);
     return;
   }
-  db_warning("unknown option \"%s\"", item);
+  gDebugFlags |= option->dbo_flag;
+  if (option->dbo_optParser == nullptr) return;
+  vector* args = item_arguments(item);
+  option->dbo_optParser(args);
+  vec_destroy(args);
 }
 
 void db_options(const char* text) {
@@ -189,7 +209,7 @@ void db_options(const char* text) {
 
   if (gDebugFlags == 0) return;
   if (gFile == nullptr) {
-    gFilePath = cache_printf("preprocessor-%u.out", gDebugNum);
+    gFilePath = default_debugOut(gDebugNum);
     gFile = open_debugOut("w");
   }
   gTraceExpand = gExpandNamed && gFile != nullptr;
@@ -197,4 +217,33 @@ void db_options(const char* text) {
     hash_track(true);
     vec_track(true);
   }
+}
+
+// ---- the files that it names ----
+
+static const char* without_plus(const char* name) { return name[0] == '+' ? name + 1 : name; }
+
+// The default debug-out file counts too: a flag opens it if no item names another.
+void db_namedFiles(const char* text, file_visitor visit) {
+  std::uint32_t flags = 0;
+  std::uint32_t number = gDebugNum;
+  bool has_out = false;
+  vector* items = cache_split(text, ",");
+  for (std::uint32_t i = 0; i < vec_size(items); i++) {
+    const debug_option* option = find_option(string_at(items, i));
+    if (option == nullptr) continue;
+    flags |= option->dbo_flag;
+    vector* args = item_arguments(string_at(items, i));
+    const char* first = vec_size(args) != 0 ? string_at(args, 0) : nullptr;
+    if (option->dbo_optParser == parse_zip)
+      visit(without_plus(first != nullptr ? first : DEFAULT_PACKAGE), "the package");
+    if (option->dbo_optParser == parse_num && first != nullptr) read_number(first, &number);
+    if (option->dbo_optParser == parse_out && first != nullptr) {
+      has_out = true;
+      visit(without_plus(first), "the debug-out file");
+    }
+    vec_destroy(args);
+  }
+  vec_destroy(items);
+  if (flags != 0 && !has_out) visit(default_debugOut(number), "the debug-out file");
 }

@@ -18,6 +18,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "common/osdep.h"
+
 struct vector;
 
 // Bits of gDebugFlags. Any bit turns on ENTER and EXIT lines and the logging of the arguments.
@@ -63,6 +65,10 @@ extern std::uint32_t gIndentColumns;  // indent in force, saturating
 // when a flag is set or an `out` item names one; fatal 141 if that fails. A bad item costs a warning on
 // the alert stream. A second call warns and does nothing.
 void db_options(const char* text);
+
+// Shows `visit` each file that db_options would open or remove for these items, `+` left out. Opens nothing and warns
+// of nothing.
+void db_namedFiles(const char* items, file_visitor visit);
 
 // Writes to `stream`, and first to the terminal if gInDebugger is set. The caller flushes.
 void db_print(std::FILE* stream, const char* fmt, ...) DB_PRINTF(2, 3);

@@ -27,6 +27,7 @@
 #include "preprocessor/cpp6.h"
 #include "preprocessor/depend.h"
 #include "preprocessor/expand_trace.h"
+#include "preprocessor/filecheck.h"
 #include "preprocessor/output.h"
 #include "preprocessor/reports.h"
 #include "preprocessor/roads.h"
@@ -137,16 +138,20 @@ static char** read_argumentFile(char* argument) {
     return no_arguments;
   }
   close(fd);
+  files_noteArguments(argument + 1, status);
   return read_arguments(argument + 1);
 }
 
-// `-` stands for a standard stream.
-static bool is_dash(const char* name) { return std::strcmp(name, "-") == 0; }
+static char** read_argumentStream() {
+  struct stat status;
+  if (fstat(STDIN_FILENO, &status) == 0) files_noteArguments(nullptr, status);
+  return read_arguments("standard input");
+}
 
 // True if the file of that name is standard output from now on. What it holds stays: with `-D X ok.c`
 // the output is ok.c, and there is no input X.
 static bool bind_output(const char* name) {
-  if (is_dash(name)) return false;
+  if (drv_isStream(name)) return false;
   if (gListMacros && gDepMode == DEP_NONE) {
     gMacroListFile = name;
     return false;
@@ -168,7 +173,7 @@ static void empty_output(const char* name, const struct stat& status) {
 
 // Opens the input and fills in its `status`.
 static int bind_input(const char* name, struct stat* status) {
-  if (!is_dash(name)) {
+  if (!drv_isStream(name)) {
     const int fd = osdep_openText(name, status);
     if (fd >= 0) return fd;
     alert(141u, "input", name);
@@ -177,11 +182,19 @@ static int bind_input(const char* name, struct stat* status) {
   return STDIN_FILENO;
 }
 
+static void stat_output(struct stat* status) {
+  const int failed = gMacroListFile != nullptr ? stat(gMacroListFile, status) : fstat(STDOUT_FILENO, status);
+  if (failed != 0) *status = {};
+}
+
+// Both are open, and known to be two files, before the output is emptied.
 static int bind_files(const char* source, const char* output, struct stat* status) {
   const bool is_named = bind_output(output);
   const int input = bind_input(source, status);
   struct stat out_status;
-  if (is_named && fstat(STDOUT_FILENO, &out_status) == 0) empty_output(output, out_status);
+  stat_output(&out_status);
+  files_check(source, *status, output, out_status);
+  if (is_named) empty_output(output, out_status);
   return input;
 }
 
@@ -220,9 +233,10 @@ static void start_run(int argc, char** argv) {
   alert_setPositionHook(alert_positionHook);
   reg_set_c_stdlib("c90");
   if (argc <= 1 || (argc == 2 && argv[1][0] == '@')) {
-    argv = argc == 2 ? read_argumentFile(argv[1]) : read_arguments("standard input");
+    argv = argc == 2 ? read_argumentFile(argv[1]) : read_argumentStream();
     argc = gArgCount;
   }
+  files_lookAhead(argc, argv);
   drv_presets();
   const int count = drv_options(argc, argv);
   if (gListMacros || gDepMode != DEP_NONE) out_setDiscard(true);
@@ -233,7 +247,7 @@ static void start_run(int argc, char** argv) {
   limit_alerts();
   if (gShowSearchList && gDepMode == DEP_NONE) drv_searchList();
   prepare_dependencies(count == 3 ? argv[2] : "");
-  if (gSourceName == nullptr || *gSourceName == 0) gSourceName = is_dash(source) ? "" : source;
+  if (gSourceName == nullptr || *gSourceName == 0) gSourceName = drv_isStream(source) ? "" : source;
   in_pushFile(input, status, gSourceName);
   gMainFrame = gCurrentFrame;
   start_report();

@@ -21,6 +21,7 @@
 #include "common/qvdebug.h"
 #include "common/stringcache.h"
 #include "preprocessor/cpp6.h"
+#include "preprocessor/filecheck.h"
 #include "preprocessor/typesizes.h"
 
 // --- Include files ---
@@ -51,8 +52,9 @@ bool include_open(const char* path) {
   if (!as_written) {
     fd = open_lowerCase(path, &status);
     if (fd < 0) return false;
-    alert(164u, path);
   }
+  files_checkInclude(path, status);
+  if (!as_written) alert(164u, path);
   if (gShowIncludes) show_include(path);
   if (!as_written && !osdep_canRead(path)) alert(165u, path);
   in_pushFile(fd, status, path);
@@ -109,9 +111,11 @@ static void remove_macro(const char* value) {
 
 static bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
+static bool is_alertFile(const char* value) { return *value != 0 && !(is_digit(value[0]) && value[1] == 0); }
+
 static void set_alertOutput(const char* value) {
   if (*value == 0) return;
-  if (is_digit(value[0]) && value[1] == 0) {
+  if (!is_alertFile(value)) {
     alert_setFormatMode(static_cast<std::uint32_t>(value[0] - '0'));
   } else if (!alert_setFile(value)) {
     alert_raw("Could not open file %s", value);
@@ -236,25 +240,34 @@ static void set_debug(const long_call* call) {
 struct long_option {
   const char* name;  // with its `=` if a value follows
   void (*apply)(const long_call* call);
+  void (*files)(const char* value, file_visitor visit);  // shows the files that it writes; absent without any
 };
 
 constexpr long_option kLongOptions[] = {
-    {"edf=", load_catalogue},  {"udf=", open_report},   {"disl=", disable_alerts}, {"msgdisable=", disable_alerts},
-    {"emax=", set_maxErrors},  {"ver", show_version},   {"cmode=", set_mode},      {"dep_nosys", leave_systemOut},
-    {"include=", add_include}, {"qvdebug=", set_debug},
+    {"edf=", load_catalogue, nullptr},  {"udf=", open_report, HTML_namedFiles},
+    {"disl=", disable_alerts, nullptr}, {"msgdisable=", disable_alerts, nullptr},
+    {"emax=", set_maxErrors, nullptr},  {"ver", show_version, nullptr},
+    {"cmode=", set_mode, nullptr},      {"dep_nosys", leave_systemOut, nullptr},
+    {"include=", add_include, nullptr}, {"qvdebug=", set_debug, db_namedFiles},
 };
 
-// False if there is no such option.
-static bool apply_long(const char* text, int argc, char** argv) {
+// Absent if there is no such option.
+static const long_option* find_long(const char* text) {
   for (const long_option& option : kLongOptions) {
     const std::size_t length = std::strlen(option.name);
     if (strncasecmp(text, option.name, length) != 0) continue;
-    if (option.name[length - 1] != '=' && text[length] != 0) continue;
-    const long_call call = {text, text + length, argc, argv};
-    option.apply(&call);
-    return true;
+    if (option.name[length - 1] == '=' || text[length] == 0) return &option;
   }
-  return false;
+  return nullptr;
+}
+
+// False if there is no such option.
+static bool apply_long(const char* text, int argc, char** argv) {
+  const long_option* option = find_long(text);
+  if (option == nullptr) return false;
+  const long_call call = {text, text + std::strlen(option->name), argc, argv};
+  option->apply(&call);
+  return true;
 }
 
 // --- The whole line ---
@@ -264,13 +277,29 @@ static void clamp_identifierMax() {
   if (gIdentifierMax > IDENTIFIER_MAX) gIdentifierMax = IDENTIFIER_MAX;
 }
 
+bool drv_isFile(const char* argument) { return argument[0] != '-' || argument[1] == 0; }
+
+bool drv_isStream(const char* file) { return std::strcmp(file, "-") == 0; }
+
+void drv_namedFiles(const char* argument, file_visitor visit) {
+  if (drv_isFile(argument)) return;
+  if (argument[1] != '-') {
+    if (char_upper(static_cast<unsigned char>(argument[1])) == 'E' && is_alertFile(argument + 2)) {
+      visit(argument + 2, "the file of messages");
+    }
+    return;
+  }
+  const long_option* option = find_long(argument + 2);
+  if (option != nullptr && option->files != nullptr) option->files(argument + 2 + std::strlen(option->name), visit);
+}
+
 int drv_options(int argc, char** argv) {
   constexpr int FILE_ARGUMENTS_MAX = 2;
   int files = 0;
   cmode_set("lks");
   for (int i = 1; i < argc; i++) {
     char* argument = argv[i];
-    if (argument[0] != '-' || argument[1] == 0) {
+    if (drv_isFile(argument)) {
       argv[++files] = argument;
     } else if (argument[1] == '-' ? !apply_long(argument + 2, argc, argv) : !apply_letter(argument)) {
       alert(168u, static_cast<const char*>(argument));

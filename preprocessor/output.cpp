@@ -23,6 +23,8 @@ void out_setDiscard(bool discard) {
   gDiscard = discard;
 }
 
+void out_abandon() { gDiscard = true; }
+
 bool out_failed() { return gFailed; }
 
 static void report_lostText(int error) {

@@ -23,6 +23,9 @@ void out_flush();
 // From now on text is dropped (true) or written (false); what the buffer holds is treated as before.
 void out_setDiscard(bool discard);
 
+// Drops what the buffer holds and all text from now on.
+void out_abandon();
+
 // True once a write has failed.
 bool out_failed();
 
