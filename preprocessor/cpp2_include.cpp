@@ -87,8 +87,7 @@ struct include_path {
 // `directory` (of `length` bytes), `between` and `name` as one path; false after message 146.
 static bool join_path(include_path* path, const char* directory, std::size_t length, const char* between,
                       const char* name) {
-  const std::size_t name_length = std::strlen(name);
-  if (length + name_length > INCLUDE_JOIN_MAX || length + std::strlen(between) + name_length > FILE_NAME_MAX) {
+  if (length + std::strlen(between) + std::strlen(name) > FILE_NAME_MAX) {
     alert(146u);
     return false;
   }
@@ -114,6 +113,10 @@ bool include_search(const char* name, bool quoted) {
   for (std::uint32_t i = 0; i < gIncludeDirsEnd; i++) {
     const char* directory = gIncludeDirs[i];
     const std::size_t length = std::strlen(directory);
+    if (length + std::strlen(name) > INCLUDE_JOIN_MAX) {  // also where the name stands alone
+      alert(146u);
+      continue;
+    }
     include_path path;
     bool fits;
     if (name[0] == '/') {

@@ -19,6 +19,8 @@ CASES = [  # name, in.c, pattern of the last line of output, pattern of the firs
     ("path of 1023", '#include "./' + "././" * 254 + '//x.h"\n', "h", ""),
     ("path of 1024", '#include "./' + "././" * 254 + '///x.h"\n', "", r"in.c: 1: \(146\) #include filename too long \(error\)"),
     ("joined path of 1024", "#include <" + "a" * 1021 + ">\n", "", r".*\(146\)", ["-Idd"]),
+    ("directory and absolute name of 32766", "#include </../../../x.h>\n", "", r".*\(141\)", ["-I" + "d" * 32753]),
+    ("directory and absolute name of 32767", "#include </../../../x.h>\n", "", r".*\(146\)", ["-I" + "d" * 32754]),
     ("name of 2048", '#include "' + "a" * 2048 + '"\n', "", r".*\(146\)"),
     ("body of 32767", "#define X \\\n" + BIG(32767) + "\ny\n", "y", ""),
     ("body of 32768", "#define X \\\n" + BIG(32768) + "\ny\n", "", r'.*\(156\) work buffer ";{480}'),
