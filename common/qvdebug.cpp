@@ -132,12 +132,14 @@ static void parse_debug(vector* args) {
   }
 }
 
-// False, with nothing stored, if the text isn't a number from 1 on that fits.
-static bool read_number(const char* text, std::uint32_t* number) {
+// Stores the number of a `num` item; returns absent, or with nothing stored the warning, which takes the number in
+// force.
+static const char* read_number(const char* text, std::uint32_t* number) {
   const long value = std::strtol(text, nullptr, 10);
-  if (value <= 0 || value > static_cast<long>(UINT32_MAX)) return false;
+  if (value <= 0) return "\"num\" option must be a decimal integer > 0, using \"%u\"";
+  if (value > static_cast<long>(UINT32_MAX)) return "\"num\" option is too large, using \"%u\"";
   *number = static_cast<std::uint32_t>(value);
-  return true;
+  return nullptr;
 }
 
 static void parse_num(vector* args) {
@@ -147,9 +149,8 @@ static void parse_num(vector* args) {
   }
   const char* text = string_at(args, 0);
   if (vec_size(args) > 1) db_warning("ignoring extraneous arguments with \"num\" option, using \"%s\"", text);
-  if (!read_number(text, &gDebugNum)) {
-    db_warning("\"num\" option must be a decimal integer > 0, using \"%u\"", gDebugNum);
-  }
+  const char* warning = read_number(text, &gDebugNum);
+  if (warning != nullptr) db_warning(warning, gDebugNum);
 }
 
 // ---- the option ----
