@@ -513,8 +513,13 @@ void alert_init() {
   if (gAlertReady || starting) return;
   starting = true;
   choose_formats(nullptr, nullptr, nullptr);
-  alert_readCatalogue(alert_findCatalogue());
-  osdep_removeTempFiles();  // a copy of the embedded table has served its purpose
+  int copy;
+  const char* path = alert_findCatalogue(&copy);
+  if (copy < 0) {
+    alert_readCatalogue(path);
+  } else {
+    alert_readOpenCatalogue(copy, path);
+  }
   gAlertReady = true;
 }
 

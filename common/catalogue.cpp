@@ -262,34 +262,36 @@ bool write_table(int file) {
   return true;
 }
 
-// Writes the embedded table to a temporary file, which goes at process exit. Absent if it can't be
-// written.
-const char* write_temporary_copy() {
-  char* name = osdep_tempName();
-  if (name == nullptr) return nullptr;
-  const char* path = cache_intern(name);
-  std::free(name);
-  const int file = open(path, O_WRONLY | O_TRUNC | O_CLOEXEC);
-  if (file < 0) return nullptr;
-  const bool written = write_table(file);
-  return close(file) == 0 && written ? path : nullptr;
+// Writes the embedded table to a temporary file. Absent, with `*file` -1, if it can't be written.
+const char* write_temporaryCopy(int* file) {
+  char path[sizeof OSDEP_TEMP_TEMPLATE];
+  *file = osdep_tempFile(path);
+  if (*file < 0) return nullptr;
+  if (write_table(*file) && lseek(*file, 0, SEEK_SET) == 0) return cache_intern(path);
+  close(*file);
+  *file = -1;
+  return nullptr;
 }
 
 }  // namespace
 
-const char* alert_findCatalogue() {
+const char* alert_findCatalogue(int* copy) {
+  *copy = -1;
   const char* path = reg_mkpath(REG_DAT, catalogue_name());
   if (osdep_exists(path)) return path;
   path = path_beside_program();
   if (osdep_exists(path)) return path;
   if (osdep_exists(catalogue_name())) return catalogue_name();
-  path = write_temporary_copy();
+  path = write_temporaryCopy(copy);
   return path != nullptr ? path : catalogue_name();
 }
 
 catalogue* alert_readCatalogue(const char* path) {
   const int file = open(path, O_RDONLY | O_CLOEXEC);
-  if (file < 0) return nullptr;
+  return file >= 0 ? alert_readOpenCatalogue(file, path) : nullptr;
+}
+
+catalogue* alert_readOpenCatalogue(int file, const char* path) {
   std::uint32_t size = 0;
   char* bytes = nullptr;
   const bool is_table = is_embedded_table(file);

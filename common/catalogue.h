@@ -28,12 +28,16 @@ extern const std::uint32_t gCatalogueTableSize;
 
 // The path of the primary catalogue: the first that exists of the installation's, the one beside
 // the program's directory, the one in the current directory, and a temporary copy of the embedded
-// table. If that can't be written either, the bare name, which then doesn't open.
-const char* alert_findCatalogue();
+// table. If that can't be written either, the bare name, which then doesn't open. The copy has lost its
+// name already: only in its case `*copy` is an open descriptor, otherwise -1.
+const char* alert_findCatalogue(int* copy);
 
 // Reads a file and makes it the overlay, and the primary catalogue if there is none. Message 3 for
 // each malformed line. Returns it, or absent if the file can't be read; then nothing has changed.
 catalogue* alert_readCatalogue(const char* path);
+
+// The same for an open file, from its start. Closes it.
+catalogue* alert_readOpenCatalogue(int file, const char* path);
 
 // --edf=: reads a further catalogue, unless it is the one read last. `path` may be absent. False if
 // it can't be read.

@@ -73,7 +73,7 @@ static void remove_path(const char* path) {
   if (unlink(path) != 0 && errno == EISDIR) nftw(path, remove_visited, OPEN_DIRECTORIES, FTW_DEPTH | FTW_PHYS);
 }
 
-void osdep_removeTempFiles() {
+static void remove_tempFiles() {
   while (gTempFiles) {
     temp_node* node = gTempFiles;
     gTempFiles = node->next;
@@ -84,11 +84,10 @@ void osdep_removeTempFiles() {
 }
 
 char* osdep_tempName() {
-  constexpr char kTemplate[] = "/tmp/qvXXXXXXX";  // mkstemp replaces the last six
   // Memory first: nothing may fail between the making of the file and its note for removal.
   auto* node = mem_array<temp_node>(1);
-  node->path = mem_dupText(kTemplate, sizeof kTemplate - 1);
-  char* path = mem_dupText(kTemplate, sizeof kTemplate - 1);
+  node->path = mem_dupText(OSDEP_TEMP_TEMPLATE, sizeof OSDEP_TEMP_TEMPLATE - 1);
+  char* path = mem_dupText(OSDEP_TEMP_TEMPLATE, sizeof OSDEP_TEMP_TEMPLATE - 1);
   const int descriptor = mkstemp(node->path);
   if (descriptor < 0) {
     std::free(node->path);
@@ -97,10 +96,17 @@ char* osdep_tempName() {
     return nullptr;
   }
   close(descriptor);
-  if (!gTempFiles) std::atexit(osdep_removeTempFiles);
+  if (!gTempFiles) std::atexit(remove_tempFiles);
   node->next = gTempFiles;
   gTempFiles = node;
   return std::strcpy(path, node->path);
+}
+
+int osdep_tempFile(char (&path)[sizeof OSDEP_TEMP_TEMPLATE]) {
+  std::memcpy(path, OSDEP_TEMP_TEMPLATE, sizeof path);
+  const int descriptor = mkstemp(path);
+  if (descriptor >= 0) unlink(path);
+  return descriptor;
 }
 
 // ---- path text ----

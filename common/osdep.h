@@ -43,12 +43,15 @@ char* mem_dupText(const char* text, std::size_t length);
 
 // ---- temporary files ----
 
+constexpr char OSDEP_TEMP_TEMPLATE[] = "/tmp/qvXXXXXXX";  // the last six are replaced
+
 // Creates an empty temporary file under /tmp and returns its path, a new string; absent if that fails.
 // Whatever has that path at process exit is removed then.
 char* osdep_tempName();
 
-// Removes all of them now, for whoever is done with them: a signal would end the process without its exit.
-void osdep_removeTempFiles();
+// Opens an empty temporary file that has lost its name already, so that no signal can leave it behind. Fills in the
+// path that it had; -1 if that fails.
+int osdep_tempFile(char (&path)[sizeof OSDEP_TEMP_TEMPLATE]);
 
 // ---- path text ----
 

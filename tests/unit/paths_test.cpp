@@ -1,5 +1,6 @@
 // Path text, temporary files, the argument file, and the installation tree with its traces.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -58,6 +59,14 @@ TEST(Paths, TemporaryFilesDifferAndVanishWithTheProcess) {
   EXPECT_EQ(file.size(), std::strlen("/tmp/qvXXXXXXX"));
   EXPECT_NE(file, folder);
   EXPECT_FALSE(osdep_exists(file.c_str()) || osdep_exists(folder.c_str()));
+}
+
+TEST(Paths, ATemporaryFileHasNoName) {
+  char path[sizeof OSDEP_TEMP_TEMPLATE], byte = 'x';
+  const int file = osdep_tempFile(path);
+  EXPECT_FALSE(osdep_exists(path)) << path;
+  EXPECT_TRUE(write(file, &byte, 1) == 1 && pread(file, &byte, 1, 0) == 1 && pread(file, &byte, 1, 1) == 0) << path;
+  close(file);
 }
 
 // The words that an argument file of this text gives, each in brackets.
