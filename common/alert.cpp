@@ -585,12 +585,17 @@ bool alert_setFile(const char* path) {
   const int file = open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
   if (file < 0) return false;
   flush_stream();
-  if (gFirstStderr < 0) gFirstStderr = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  gAlertFileShown = path;
-  if (file != STDERR_FILENO) {
-    dup2(file, STDERR_FILENO);
+  const int first = gFirstStderr >= 0 ? gFirstStderr : fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (file != STDERR_FILENO && dup2(file, STDERR_FILENO) < 0) {
+    const int reason = errno;
+    if (first != gFirstStderr) close(first);
     close(file);
+    errno = reason;
+    return false;
   }
+  if (file != STDERR_FILENO) close(file);
+  gFirstStderr = first;
+  gAlertFileShown = path;
   std::setvbuf(stderr, buffer, _IOLBF, sizeof buffer);
   return true;
 }

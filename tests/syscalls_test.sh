@@ -7,9 +7,21 @@ failed=0
 is() { [ "$2" = "$3" ] || { failed=1; printf '%s: expected\n%s\nactual\n%s\n' "$1" "$2" "$3"; }; }
 # The catalogue lies beside the program, unless a line says otherwise.
 mkdir bin dat; cp "$cpp" bin/cpp; cp "$(dirname "$cpp")/../dat/en_msgs.txt" dat; cp "$cpp" alone
-echo x >x.c; echo old >o.i
+echo x >x.c; echo 'x.c o.i' >args
 
 # a temporary catalogue has no name by the time that it is written; nothing stands between the two calls
 strace -o calls ./alone x.c >out 2>err
 is 'temporary catalogue' 'openat unlink write' "$(grep -A 2 '/tmp/qv.*O_CREAT' calls | sed 's/(.*//' | tr '\n' ' ' | sed 's/ $//')"
+
+# call that fails and at which time, arguments, what the run says, its status, what is in o.i then
+while IFS='|' read -r fails args says status left; do
+  echo old >o.i
+  strace -o calls -e trace="${fails%%:*}" -e inject="$fails" bin/cpp $args >out 2>err; got=$?
+  is "$fails in cpp $args" "$says $status $left" "$(head -n 1 err) $got $(tail -n 1 o.i)"
+done <<'END'
+/^dup[23]$:error=EBUSY:when=1|-Elog -q x.c o.i|Could not open file log|1|x
+/^dup[23]$:error=EBUSY:when=1|x.c o.i|(141) can't open output file "o.i": Device or resource busy|1|old
+/^dup[23]$:error=EBUSY:when=1|@args|(141) can't open command file "args": Device or resource busy|1|old
+ftruncate:error=EIO|x.c o.i|(141) can't open output file "o.i": Input/output error|1|old
+END
 exit $failed
