@@ -377,7 +377,9 @@ void disable_all() {
 // in gAlertRowText, or is a constant.
 alert_row alert_resolve(unsigned number) {
   alert_row row = {ALERT_ERROR, number, NO_ROW_TEXT, 0};
-  if (catalogue_find(gAlertRows, number, &row, gAlertRowText) && gAlertOverlay != gAlertRows) {
+  if (!gAlertReady) {  // only memory can run out before a catalogue is read
+    catalogue_findEmbedded(number, &row, gAlertRowText);
+  } else if (catalogue_find(gAlertRows, number, &row, gAlertRowText) && gAlertOverlay != gAlertRows) {
     alert_row overlay;
     catalogue_find(gAlertOverlay, number, &overlay, gAlertRowText);
   }

@@ -322,16 +322,8 @@ bool alert_loadCatalogue(const char* path) {
   return alert_readCatalogue(path) != nullptr;
 }
 
-bool catalogue_find(const catalogue* c, unsigned number, alert_row* row, char* text) {
-  if (c == nullptr || number > ALERT_NUMBER_MAX) return false;
-  const char* line = nullptr;
-  const char* file_end = table_end();
-  if (c->bytes == nullptr) {
-    line = find_in_table(number);
-  } else if (c->lines[number] != 0) {
-    line = c->bytes + c->lines[number] - 1;
-    file_end = c->bytes + c->size;
-  }
+// Splits the line, which may be absent, into `row` and `text`.
+static bool take_row(const char* line, const char* file_end, alert_row* row, char* text) {
   line_fields fields;
   if (line == nullptr || !split_line({nullptr, 0}, fields, line, find_line_end(line, file_end).end)) return false;
   const auto length = static_cast<std::size_t>(fields.text_end - fields.row.text);
@@ -340,4 +332,15 @@ bool catalogue_find(const catalogue* c, unsigned number, alert_row* row, char* t
   *row = fields.row;
   row->text = text;
   return true;
+}
+
+bool catalogue_findEmbedded(unsigned number, alert_row* row, char* text) {
+  return take_row(find_in_table(number), table_end(), row, text);
+}
+
+bool catalogue_find(const catalogue* c, unsigned number, alert_row* row, char* text) {
+  if (c == nullptr || number > ALERT_NUMBER_MAX) return false;
+  if (c->bytes == nullptr) return catalogue_findEmbedded(number, row, text);
+  const char* line = c->lines[number] != 0 ? c->bytes + c->lines[number] - 1 : nullptr;
+  return take_row(line, c->bytes + c->size, row, text);
 }

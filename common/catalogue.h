@@ -47,4 +47,7 @@ bool alert_loadCatalogue(const char* path);
 // with nothing changed, if there is none or no catalogue.
 bool catalogue_find(const catalogue* c, unsigned number, alert_row* row, char* text);
 
+// The same for the table that the program carries.
+bool catalogue_findEmbedded(unsigned number, alert_row* row, char* text);
+
 #endif
