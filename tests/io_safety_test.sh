@@ -86,6 +86,7 @@ done <<'END'
 0|int ok;|cpp ok.c --ver ok.c >../ver; cat ok.c
 0|int ok;|cpp --qvdebug=num:5 preprocessor-1.out
 0|int ok;|cpp --qvdebug=on,out:x preprocessor-1.out
+0||cpp - </dev/null >/dev/null
 0|int ok;|cpp ok.c /dev/null; cat ok.c
 0|int ok;|mkfifo p; cpp ok.c p & cat p
 0|int ok;|mkfifo p; cat ok.c >p & cpp p

@@ -24,4 +24,10 @@ done <<'END'
 /^dup[23]$:error=EBUSY:when=1|@args|(141) can't open command file "args": Device or resource busy|1|old
 ftruncate:error=EIO|x.c o.i|(141) can't open output file "o.i": Input/output error|1|old
 END
+
+# what opening, telling apart, reading and writing a source, a header and an output costs
+printf '#include "x.c"\n' >i.c; echo old >o.i
+strace -o calls -e 'trace=openat,/stat,dup2,ftruncate,read,write,close' bin/cpp i.c o.i
+is 'calls for three files' 'openat dup2 close openat stat stat truncate read openat stat read read close read close write close' \
+  "$(sed -n '/"o.i"/,/^+/s/^\(new\)\{0,1\}f\{0,1\}\([a-z0-9]*\)[(].*/\2/p' calls | sed 's/^statat/stat/' | tr '\n' ' ' | sed 's/ $//')"
 exit $failed
