@@ -53,6 +53,7 @@ ok.c|the output and the report|cpp -D X ok.c --udf=ok.c
 ok.c|a file argument and the report|cpp --UDF=hard.c -I inc -D X ok.c
 toc_r.html|the input and the report|cpp --udf=r.html toc_r.html
 main_r.html|the output and the report|cpp --udf=sub/../r.html in.c main_r.html
+sub/toc_r.html|the output and the report|cpp --udf=sub/r.html in.c sub/toc_r.html
 no.c|the input and the report|cpp --udf=sub/../no.c no.c
 no.i|the output and the report|cpp --udf=./no.i in.c no.i
 ok.c|the input and the report|cpp --udf=ok.c <ok.c -
@@ -84,7 +85,8 @@ done <<'END'
 1||cpp <ok.c >ok.c
 0|int ok;|cpp -Elog ok.c >>log; cat log
 0|int ok;|cpp ok.c --ver ok.c >../ver; cat ok.c
-0|int ok;|cpp --qvdebug=num:5 preprocessor-1.out
+0|int ok;|cpp --qvdebug=num:1 preprocessor-1.out
+0|int ok;|cpp --qvdebug=num:5,on preprocessor-1.out
 0|int ok;|cpp --qvdebug=on,out:x preprocessor-1.out
 0||cpp - </dev/null >/dev/null
 0|int ok;|cpp ok.c /dev/null; cat ok.c

@@ -19,6 +19,7 @@ CASES = [  # name, in.c, pattern of the last line of output, pattern of the firs
     ("path of 1023", '#include "./' + "././" * 254 + '//x.h"\n', "h", ""),
     ("path of 1024", '#include "./' + "././" * 254 + '///x.h"\n', "", r"in.c: 1: \(146\) #include filename too long \(error\)"),
     ("joined path of 1024", "#include <" + "a" * 1021 + ">\n", "", r".*\(146\)", ["-Idd"]),
+    ("1,250 directories passed over", "#include <x.h>\n" * 5, "h", "", ["-Iq"] * 250 + ["-I."]),
     ("directory and absolute name of 32766", "#include </../../../x.h>\n", "", r".*\(141\)", ["-I" + "d" * 32753]),
     ("directory and absolute name of 32767", "#include </../../../x.h>\n", "", r".*\(146\)", ["-I" + "d" * 32754]),
     ("name of 2048", '#include "' + "a" * 2048 + '"\n', "", r".*\(146\)"),
@@ -65,6 +66,7 @@ resource.setrlimit(resource.RLIMIT_NOFILE, (1024, resource.getrlimit(resource.RL
 with tempfile.TemporaryDirectory() as folder:
     for i in range(1000):
         pathlib.Path(folder, f"n{i}.h").write_text(f'#include "n{i + 1}.h"\n' if i < 999 else "deep\n")
+    pathlib.Path(folder, "q/x.h").mkdir(parents=True)
     pathlib.Path(folder, "x.h").write_text("h\n")
     pathlib.Path(folder, "args").write_text("-E1\n-DX=" + "1" * 2044 + "2 in.c\nin.c\n")
     for name, source, out, err, *args in CASES:
