@@ -439,17 +439,37 @@ int compare_keys(Word a, Word b) {
   return std::strcmp(x->file, y->file);
 }
 
-// Puts the number with the current line and file into the table; false if it is there already.
-bool mark_once(unsigned number) {
+// The name of the current file in bytes, good until the next call; "" if there is none.
+const char* once_fileName() {
+  static char* name;
+  static std::uint32_t room;
   std::uint32_t length = 0;
   while (gAlertFileName != nullptr && gAlertFileName[length] != 0) length++;
-  auto* key = static_cast<alert_key*>(mem_alloc(std::uint32_t{sizeof(alert_key)} + length + 1));
-  char* file = reinterpret_cast<char*>(key + 1);
-  for (std::uint32_t i = 0; i < length; i++) file[i] = static_cast<char>(gAlertFileName[i]);
-  *key = {number, gAlertLineNumber != nullptr ? *gAlertLineNumber : 0, file};
-  const bool is_new = hash_insert_func(gAlertOnce, to_word(key), to_word(key)) != 0;
-  if (!is_new) std::free(key);
-  return is_new;
+  if (length >= room) {
+    std::free(name);
+    name = nullptr;  // running out of memory can come back here
+    room = 0;
+    name = mem_array<char>(2 * length + 1);
+    room = 2 * length + 1;
+  }
+  for (std::uint32_t i = 0; i < length; i++) name[i] = static_cast<char>(gAlertFileName[i]);
+  name[length] = 0;
+  return name;
+}
+
+// Puts the number with the current line and file into the table; false if it is there already. The copy of
+// the name is shared as long as it stays the same.
+bool mark_once(unsigned number) {
+  static const char* kept;
+  alert_key key = {number, gAlertLineNumber != nullptr ? *gAlertLineNumber : 0, once_fileName()};
+  const hash_slot slot = hash_probe(gAlertOnce, to_word(&key));
+  if (*slot.link != nullptr) return false;
+  if (kept == nullptr || std::strcmp(kept, key.file) != 0) kept = mem_dupText(key.file, std::strlen(key.file));
+  key.file = kept;
+  auto* copy = mem_array<alert_key>(1);
+  *copy = key;
+  hash_insertAt(gAlertOnce, slot, to_word(copy), to_word(copy));
+  return true;
 }
 
 }  // namespace
@@ -481,7 +501,10 @@ int alert_vonce(unsigned number, const alert_arg* args, unsigned count) {
   gAlertsRaised++;
   alert_init();
   call_hook();
-  if (gAlertOnce == nullptr) gAlertOnce = hash_new_func(ONCE_BUCKETS, hash_alertKey, compare_keys);
+  if (gAlertOnce == nullptr) {
+    gAlertOnce = hash_new_func(ONCE_BUCKETS, hash_alertKey, compare_keys);
+    gAlertOnce->spread = hash_spreadAlertKey;
+  }
   if (is_shown(alert_resolve(number)) && !mark_once(number)) return 0;
   errno = error;
   return alert_vraise(number, args, count);

@@ -1,6 +1,8 @@
-// Hash tables: insertion, look-up, the ready-made hashes and comparisons, and the report on all tables
-// made under tracking.
+// Hash tables: insertion, look-up, the index of a table with long chains, the ready-made hashes and
+// comparisons, and the report on all tables made under tracking.
 #include "common/hash.h"
+
+#include <cstdlib>
 
 #include "common/osdep.h"
 #include "common/qvdebug.h"
@@ -8,6 +10,94 @@
 
 bool gHashTrack;
 vector* gHashRecords;
+
+// ---- the index: open addressing over all entries ----
+
+constexpr std::uint32_t LONG_CHAIN = 16;  // entries of a chain that make an index worth its memory
+constexpr std::uint32_t TAG_BITS = 32;
+
+// Where a bucket's chain ends.
+struct chain_end {
+  hash_entry** link;
+  std::uint32_t length;
+};
+
+struct hash_index {
+  std::uint32_t* tags;  // of the entries; 0: the slot is free
+  hash_entry** entries;
+  std::uint32_t mask;   // slots less 1, a power of two
+  std::uint32_t shift;  // the slot of a tag is its upper bits
+  chain_end* ends;      // one for each bucket
+};
+
+// Lets all bits of the spread take part in the upper ones. Never 0.
+static std::uint32_t tag_of(const hash_table* table, Word key) {
+  constexpr std::uint32_t GOLDEN_RATIO = 0x9e3779b1;
+  return table->spread(key) * GOLDEN_RATIO | 1;
+}
+
+static void index_put(hash_index* index, std::uint32_t tag, hash_entry* entry) {
+  std::uint32_t i = tag >> index->shift;
+  while (index->tags[i] != 0) i = (i + 1) & index->mask;
+  index->tags[i] = tag;
+  index->entries[i] = entry;
+}
+
+static void index_allocate(hash_index* index, std::uint32_t slots) {
+  if (slots > UINT32_MAX / sizeof(hash_entry*)) mem_exhausted();
+  index->mask = slots - 1;
+  index->shift = TAG_BITS;
+  for (; slots > 1; slots /= 2) index->shift--;
+  index->tags = mem_array<std::uint32_t>(index->mask + 1);
+  index->entries = mem_array<hash_entry*>(index->mask + 1);
+}
+
+static void index_grow(hash_index* index) {
+  const hash_index old = *index;
+  index_allocate(index, (old.mask + 1) * 2);
+  for (std::uint32_t i = 0; i <= old.mask; i++) {
+    if (old.tags[i] != 0) index_put(index, old.tags[i], old.entries[i]);
+  }
+  std::free(old.tags);
+  std::free(old.entries);
+}
+
+// At most three quarters of the slots are in use.
+static bool index_isFull(const hash_index* index, std::uint32_t count) { return count > index->mask / 4 * 3; }
+
+static void index_build(hash_table* table) {
+  auto* index = mem_array<hash_index>(1);
+  std::uint32_t slots = LONG_CHAIN;
+  while (slots / 2 < table->count) slots *= 2;
+  index_allocate(index, slots);
+  index->ends = mem_array<chain_end>(table->size);
+  for (std::uint32_t i = 0; i < table->size; i++) {
+    chain_end* end = &index->ends[i];
+    end->link = &table->buckets[i];
+    for (; *end->link; end->link = &(*end->link)->next) {
+      end->length++;
+      index_put(index, tag_of(table, (*end->link)->key), *end->link);
+    }
+  }
+  table->index = index;
+}
+
+static void index_insert(hash_table* table, hash_slot slot, hash_entry* entry) {
+  hash_index* index = table->index;
+  index->ends[slot.bucket] = {&entry->next, slot.passed + 1};
+  if (index_isFull(index, table->count)) index_grow(index);
+  index_put(index, tag_of(table, entry->key), entry);
+}
+
+static hash_slot index_probe(const hash_table* table, Word key) {
+  const hash_index* index = table->index;
+  const std::uint32_t tag = tag_of(table, key);
+  for (std::uint32_t i = tag >> index->shift; index->tags[i] != 0; i = (i + 1) & index->mask) {
+    if (index->tags[i] == tag && table->compare(key, index->entries[i]->key) == 0) return {&index->entries[i], 0, 0};
+  }
+  const std::uint32_t bucket = table->hash(key) % table->size;
+  return {index->ends[bucket].link, bucket, index->ends[bucket].length};
+}
 
 // ---- tables ----
 
@@ -37,13 +127,16 @@ hash_table* hash_newIn_func(hash_entry** buckets, std::uint32_t size, hash_funct
   table->size = size;
   table->hash = hash ? hash : hash_key;
   table->compare = compare ? compare : hash_keyCompare;
+  table->spread = compare == hash_stringCompare ? hash_spreadString : table->hash;
   table->buckets = buckets;
   if (gHashTrack) table->record = new_record(table, !hash, !compare, file, line);
   return table;
 }
 
 hash_slot hash_probe(const hash_table* table, Word key) {
-  hash_slot slot = {&table->buckets[table->hash(key) % table->size], 0};
+  if (table->index) return index_probe(table, key);
+  const std::uint32_t bucket = table->hash(key) % table->size;
+  hash_slot slot = {&table->buckets[bucket], bucket, 0};
   while (*slot.link && table->compare(key, (*slot.link)->key) != 0) {
     slot.link = &(*slot.link)->next;
     slot.passed++;
@@ -73,6 +166,11 @@ void hash_insertAt(hash_table* table, hash_slot slot, Word key, Word value, cons
   entry->key = key;
   *slot.link = entry;
   table->count++;
+  if (table->index) {
+    index_insert(table, slot, entry);
+  } else if (slot.passed >= LONG_CHAIN) {
+    index_build(table);
+  }
   if (table->record) count_insertion(table, slot.passed, entry, file, line);
 }
 
@@ -149,6 +247,19 @@ int hash_stringCompareNoCase(Word a, Word b) {
 std::uint32_t hash_alertKey(Word key) {
   const auto* k = word_ptr<const alert_key>(key);
   return hash_string(to_word(k->file)) ^ (k->line << 16) ^ k->number;
+}
+
+// The hash of Fowler, Noll and Vo over 64 bits, folded.
+std::uint32_t hash_spreadString(Word text) {
+  std::uint64_t h = 0xcbf29ce484222325;
+  for (const auto* p = word_ptr<const unsigned char>(text); *p; p++) h = (h ^ *p) * 0x100000001b3;
+  return static_cast<std::uint32_t>(h ^ h >> 32);
+}
+
+std::uint32_t hash_spreadAlertKey(Word key) {
+  constexpr std::uint32_t ODD = 0x85ebca6b;
+  const auto* k = word_ptr<const alert_key>(key);
+  return ((hash_spreadString(to_word(k->file)) ^ k->line) * ODD ^ k->number) * ODD;
 }
 
 // ---- tracking ----

@@ -1,8 +1,9 @@
 // The associative container: a fixed number of buckets with chained entries, in order of insertion.
 //
 // Keys and values are words that the table neither owns nor frees. Tables live to the end of the run; no
-// entry is ever removed and no table resized: a table that fills up has longer chains, and the figures of
-// the tracking records exist to show that.
+// entry is ever removed and the number of buckets never changes: it decides the order of a walk and the
+// figures of the tracking records. Once a chain has become long, the table gets an index beside the buckets
+// that grows with it, so that an insertion or a look-up costs the same however full it is.
 #ifndef COMMON_HASH_H
 #define COMMON_HASH_H
 
@@ -39,6 +40,8 @@ constexpr std::uint32_t HASH_ALIVE = 1;
 constexpr std::uint32_t HASH_DEFAULT_COMPARE = 2;
 constexpr std::uint32_t HASH_DEFAULT_HASH = 4;
 
+struct hash_index;
+
 struct hash_table {
   std::uint32_t size;   // buckets, never 0
   std::uint32_t count;  // entries
@@ -46,13 +49,16 @@ struct hash_table {
   hash_comparison compare;
   hash_entry** buckets;  // chain heads
   hash_record* record;   // absent unless tracking was on at creation
+  hash_function spread;  // the hash of the index, which all of the key enters
+  hash_index* index;     // absent while all chains are short
 };
 
 extern bool gHashTrack;       // set by hash_track: new tables get a record
 extern vector* gHashRecords;  // of hash_record; absent until the first tracked table
 
 // A table of `size` buckets (asserted not to be 0). An absent operation becomes hash_key or
-// hash_keyCompare. Fatal alert 296.
+// hash_keyCompare. The index goes by `hash`, but by hash_spreadString where hash_stringCompare compares; a
+// caller whose `hash` leaves a part of the key out sets `spread` before the first insertion. Fatal alert 296.
 hash_table* hash_new_func(std::uint32_t size, hash_function hash, hash_comparison compare,
                           const char* file = __builtin_FILE(), int line = __builtin_LINE());
 
@@ -73,11 +79,12 @@ Word hash_lookup(const hash_table* table, Word key);
 int hash_foreach(const hash_table* table, void* context, int (*operation)(void* context, Word key, Word value));
 
 // The two halves of an insertion, for callers that make the entry only if the key is new: hash_probe finds
-// the link that leads to the key's entry, or the empty link at the end of its chain; hash_insertAt links a
+// a link that leads to the key's entry, or the empty link at the end of its chain; hash_insertAt links a
 // new entry there. No insertion may come between the two.
 struct hash_slot {
   hash_entry** link;
-  std::uint32_t passed;  // entries in the chain ahead of the link
+  std::uint32_t bucket;  // with an empty link: the chain
+  std::uint32_t passed;  // with an empty link: the entries in the chain
 };
 hash_slot hash_probe(const hash_table* table, Word key);
 void hash_insertAt(hash_table* table, hash_slot slot, Word key, Word value, const char* file = __builtin_FILE(),
@@ -98,6 +105,10 @@ struct alert_key {
   const char* file;    // "" if there is none
 };
 std::uint32_t hash_alertKey(Word key);
+
+// For the index: unlike the hashes above, neither mixes up "bA" and "ab" nor loses the upper half of a line.
+std::uint32_t hash_spreadString(Word text);
+std::uint32_t hash_spreadAlertKey(Word key);
 
 // Switches tracking of the tables made from now on.
 void hash_track(bool on);

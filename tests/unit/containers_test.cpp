@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -111,6 +112,41 @@ TEST(Hash, WalksInOrderOfInsertionUntilToldToStop) {
   EXPECT_EQ(seen, "4231426");
 }
 
+TEST(Hash, AFullTableKeepsItsOrderAndFigures) {
+  constexpr std::uint32_t SIZE = 7;
+  hash_track(true);
+  hash_table* table = hash_new_func(SIZE, nullptr, nullptr);
+  hash_track(false);
+  std::mt19937 random(3);
+  std::array<std::vector<Word>, SIZE> chains;
+  std::uint32_t count = 0, clashes = 0;
+  for (int i = 0; i < 3000; i++) {
+    const Word key = random() % 2000;
+    std::vector<Word>& chain = chains[key % SIZE];
+    const bool is_new = std::find(chain.begin(), chain.end(), key) == chain.end();
+    ASSERT_EQ(hash_insert_func(table, key, key + 1), is_new ? 1 : 0);
+    if (!is_new) continue;
+    clashes += static_cast<std::uint32_t>(chain.size());
+    chain.push_back(key);
+    count++;
+  }
+  std::vector<Word> expected, seen;
+  for (const std::vector<Word>& chain : chains) expected.insert(expected.end(), chain.begin(), chain.end());
+  hash_foreach(table, &seen, [](void* context, Word key, Word) {
+    static_cast<std::vector<Word>*>(context)->push_back(key);
+    return 0;
+  });
+  EXPECT_EQ(seen, expected);
+  for (Word key = 0; key < 2100; key++) {
+    const bool known = std::find(seen.begin(), seen.end(), key) != seen.end();
+    EXPECT_EQ(hash_lookup(table, key), known ? key + 1 : 0);
+  }
+  EXPECT_EQ(table->record->clashes, clashes);
+  EXPECT_EQ(table->record->max_usage, count);
+  EXPECT_EQ(table->record->max_util, SIZE);
+  gHashRecords = nullptr;
+}
+
 TEST(Hash, ReadyMadeOperations) {
   const auto text = [](const char* s) { return to_word(s); };
   EXPECT_EQ(hash_string(text("ab")), (5381u * 33 + 'a') * 33 + 'b');
@@ -121,6 +157,10 @@ TEST(Hash, ReadyMadeOperations) {
   EXPECT_EQ(hash_stringCompareNoCase(text("aB"), text("A_")), 'b' - '_');
   const alert_key key = {7, 2, "f"};
   EXPECT_EQ(hash_alertKey(to_word(&key)), (5381u * 33 + 'f') ^ 0x20000u ^ 7u);
+  const alert_key far = {7, 2 + 65536, "f"};
+  EXPECT_EQ(hash_alertKey(to_word(&far)), hash_alertKey(to_word(&key)));
+  EXPECT_NE(hash_spreadAlertKey(to_word(&far)), hash_spreadAlertKey(to_word(&key)));
+  EXPECT_NE(hash_spreadString(text("bA")), hash_spreadString(text("ab")));
 }
 
 TEST(Hash, ReportOfTheTrackedTables) {
