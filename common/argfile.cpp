@@ -18,7 +18,7 @@ int gArgCount;
 int gArgError;
 
 constexpr std::size_t WORD_BYTES = 2047;      // longer: error 917
-constexpr std::size_t VECTOR_ENTRIES = 1024;  // first room of the vector, and its growth
+constexpr std::size_t VECTOR_ENTRIES = 1024;  // first room of the vector
 
 struct arg_reader {
   char** entries;
@@ -28,12 +28,13 @@ struct arg_reader {
   std::size_t length;  // of word
   char quote;          // the open quote, or 0
   bool escaped;
+  bool full;  // a word did not fit: the rest of the line is dropped
 };
 
 // Adds one entry and leaves room for the absent one at the end.
 static void add_entry(arg_reader* r, char* entry) {
   if (r->count + 1 >= r->room) {
-    r->room += VECTOR_ENTRIES;
+    r->room = r->room == 0 ? VECTOR_ENTRIES : 2 * r->room;
     r->entries = static_cast<char**>(std::realloc(r->entries, r->room * sizeof(char*)));
     if (!r->entries) mem_exhausted();
   }
@@ -88,19 +89,20 @@ static bool take(arg_reader* r, char c) {
   }
 }
 
-static void take_line(arg_reader* r, const char* line) {
+static void begin_line(arg_reader* r, bool prompt, const char* program_name) {
   r->quote = '\0';
-  r->escaped = false;
-  while (*line && take(r, *line)) line++;
+  r->escaped = r->full = false;
+  if (!prompt) return;
+  std::printf("%s> ", program_name);
+  std::fflush(stdout);
+}
+
+static void end_line(arg_reader* r) {
   if (r->length > 0) end_word(r);
 }
 
-static const char* next_line(bool prompt, const char* program_name) {
-  if (prompt) {
-    std::printf("%s> ", program_name);
-    std::fflush(stdout);
-  }
-  return cache_readLine(stdin);
+static void take_piece(arg_reader* r, const char* text) {
+  for (; *text && !r->full; text++) r->full = !take(r, *text);
 }
 
 char** osdep_readArgs(const char* program_name) {
@@ -108,8 +110,17 @@ char** osdep_readArgs(const char* program_name) {
   add_entry(&reader, mem_dupText(program_name, std::strlen(program_name)));
   const bool prompt = isatty(STDIN_FILENO) != 0;
   errno = 0;
-  while (const char* line = next_line(prompt, program_name)) take_line(&reader, line);
+  line_piece piece;
+  piece.last = true;
+  begin_line(&reader, prompt, program_name);
+  while (cache_readPiece(stdin, &piece)) {
+    take_piece(&reader, piece.text);
+    if (!piece.last) continue;
+    end_line(&reader);
+    begin_line(&reader, prompt, program_name);
+  }
   gArgError = std::ferror(stdin) == 0 ? 0 : errno != 0 ? errno : EIO;
+  end_line(&reader);
   reader.entries[reader.count] = nullptr;
   gArgCount = static_cast<int>(reader.count);
   return reader.entries;

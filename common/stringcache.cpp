@@ -17,7 +17,6 @@ std::uint32_t gCacheScratchSize;
 
 constexpr std::uint32_t CACHE_BUCKETS = 5077;
 constexpr std::uint32_t SCRATCH_MINIMUM = 4096;
-constexpr std::size_t LINE_PIECE = 1024;  // what fgets gets, its terminator included
 
 // ---- the table ----
 
@@ -148,35 +147,43 @@ vector* cache_split(const char* text, const char* delimiters) {
 
 // ---- lines ----
 
-static bool ends_line(const char* piece, std::size_t length) {
-  return length > 0 && (piece[length - 1] == '\n' || piece[length - 1] == '\r');
+static bool ends_line(const char* text, std::size_t length) {
+  return length > 0 && (text[length - 1] == '\n' || text[length - 1] == '\r');
+}
+
+bool cache_readPiece(std::FILE* stream, line_piece* piece) {
+  const bool first = piece->last;
+  piece->last = true;
+  if (!std::fgets(piece->text, sizeof piece->text, stream)) return false;
+  const std::size_t length = std::strlen(piece->text);
+  piece->last = (first && length < sizeof piece->text - 1) || ends_line(piece->text, length);
+  return true;
 }
 
 // The rest of a line whose first piece is full. The pieces are collected in a buffer of their own and
 // interned once: interning each longer prefix would take memory in proportion to the line's square.
-static const char* read_longLine(std::FILE* stream, char* piece) {
-  std::size_t room = 8 * LINE_PIECE;
+static const char* read_longLine(std::FILE* stream, line_piece* piece) {
+  std::size_t room = 8 * sizeof piece->text;
   std::size_t length = 0;
-  std::size_t piece_length = std::strlen(piece);
-  auto* line = static_cast<char*>(mem_alloc(8 * LINE_PIECE));
-  for (;;) {
-    std::memcpy(line + length, piece, piece_length + 1);
+  auto* line = static_cast<char*>(mem_alloc(8 * sizeof piece->text));
+  do {
+    const std::size_t piece_length = std::strlen(piece->text);
+    if (length + piece_length >= room) {
+      room *= 2;
+      line = static_cast<char*>(std::realloc(line, room));
+      if (!line) mem_exhausted();
+    }
+    std::memcpy(line + length, piece->text, piece_length + 1);
     length += piece_length;
-    if (ends_line(piece, piece_length) || !std::fgets(piece, LINE_PIECE, stream)) break;
-    piece_length = std::strlen(piece);
-    if (length + piece_length < room) continue;
-    room *= 2;
-    line = static_cast<char*>(std::realloc(line, room));
-    if (!line) mem_exhausted();
-  }
+  } while (!piece->last && cache_readPiece(stream, piece));
   const char* text = cache_intern(line);
   std::free(line);
   return text;
 }
 
 const char* cache_readLine(std::FILE* stream) {
-  char piece[LINE_PIECE];
-  if (!std::fgets(piece, sizeof piece, stream)) return nullptr;
-  if (std::strlen(piece) < LINE_PIECE - 1) return cache_intern(piece);
-  return read_longLine(stream, piece);
+  line_piece piece;
+  piece.last = true;
+  if (!cache_readPiece(stream, &piece)) return nullptr;
+  return piece.last ? cache_intern(piece.text) : read_longLine(stream, &piece);
 }

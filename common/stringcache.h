@@ -50,9 +50,17 @@ bool cache_hasPrefix(const char* text, const char* prefix);
 // A new vector of the runs of bytes that are no delimiters, interned; the caller destroys it.
 vector* cache_split(const char* text, const char* delimiters);
 
-// The next line of the stream, of any length, with its newline; absent at the end. The line is read in
-// pieces of up to 1023 bytes as fgets reads them: a NUL byte hides the rest of its piece, and a carriage
-// return at the end of a piece ends the line if that piece is full or not the first.
+// Lines are read in pieces of up to 1023 bytes as fgets reads them: a NUL byte hides the rest of its piece,
+// and a carriage return at the end of a piece ends the line if that piece is full or not the first.
+struct line_piece {
+  char text[1024];
+  bool last;  // of its line; set it ahead of the first piece of a stream
+};
+
+// Reads the next piece, without interning it; false at the end of the stream, which ends a line too.
+bool cache_readPiece(std::FILE* stream, line_piece* piece);
+
+// The next line of the stream, of any length, with its newline; absent at the end.
 const char* cache_readLine(std::FILE* stream);
 
 #endif
