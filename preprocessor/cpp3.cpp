@@ -8,6 +8,7 @@
 #include <strings.h>
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -226,7 +227,16 @@ static void set_mode(const long_call* call) {
 static void leave_systemOut(const long_call*) { gDepNoSystem = true; }
 
 static void add_include(const long_call* call) {
-  gPresetText = cache_printf("%s#include <%s>\n", gPresetText, call->value);
+  static char* text;
+  static std::size_t length, room;
+  const std::size_t needed = length + std::strlen(call->value) + sizeof "#include <>\n";
+  if (needed > room) {
+    room = 2 * needed;
+    text = static_cast<char*>(std::realloc(text, room));
+    if (text == nullptr) mem_exhausted();
+    gPresetText = text;
+  }
+  length += static_cast<std::size_t>(std::sprintf(text + length, "#include <%s>\n", call->value));
 }
 
 // The arguments are logged as they stand now.
