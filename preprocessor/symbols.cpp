@@ -3,8 +3,8 @@
 // Two structures hold the same entries. gMacroTable has the chains in the order that the reports
 // show: a new name goes ahead of the first entry of equal hash and greater name, or to the chain's
 // end. The hash is a plain sum, so names that differ in digits only crowd into a few chains; each
-// chain therefore keeps its entries sorted beside, and a place in it is found by bisection. Looking
-// a name up goes through a second table, open-addressed and hashed over all bits of the name.
+// chain therefore keeps its entries in a tree too, by which a place in it is found. Looking a name up
+// goes through a second table, open-addressed and hashed over all bits of the name.
 #include <cstdlib>
 #include <cstring>
 
@@ -154,26 +154,74 @@ static std::uint32_t chain_hash(const SourceChar* name) {
   return sum + length;
 }
 
-// The place of (hash, name) among the sorted entries; `found` tells whether it is taken.
-static std::uint32_t chain_place(const macro_chain* chain, std::uint32_t hash, const SourceChar* name, bool* found) {
-  std::uint32_t low = 0;
-  std::uint32_t high = chain->count;
-  while (low < high) {
-    const std::uint32_t middle = (low + high) / 2;
-    const macro_def* entry = chain->sorted[middle];
-    const int order = entry->hash != hash ? (entry->hash < hash ? -1 : 1) : sc_compare(entry->name, name);
-    if (order == 0) {
-      *found = true;
-      return middle;
-    }
-    if (order < 0) {
-      low = middle + 1;
+// The chain's entries by (hash, name), in a tree: a node's `rank`, drawn when it is made, is above those
+// below it, which keeps the tree flat whatever the order of the definitions. Below 0 if `macro` comes ahead
+// of the name.
+static int compare_entry(const macro_def* macro, std::uint32_t hash, const SourceChar* name) {
+  return macro->hash != hash ? (macro->hash < hash ? -1 : 1) : sc_compare(macro->name, name);
+}
+
+// Where a name is, or would be.
+struct tree_place {
+  macro_def** link;   // to its entry; empty if there is none
+  macro_def* behind;  // without an entry: the first one that comes behind the name, or absent
+};
+
+static tree_place tree_find(macro_def** link, std::uint32_t hash, const SourceChar* name) {
+  macro_def* behind = nullptr;
+  while (*link != nullptr) {
+    const int order = compare_entry(*link, hash, name);
+    if (order == 0) break;
+    if (order > 0) behind = *link;
+    link = order > 0 ? &(*link)->left : &(*link)->right;
+  }
+  return {link, behind};
+}
+
+static std::uint32_t draw_rank() {
+  static std::uint32_t state = 1;
+  state ^= state << 13;
+  state ^= state >> 17;
+  state ^= state << 5;
+  return state;
+}
+
+// The entries below the place that `macro` takes part into those ahead of it and those behind it.
+static void tree_insert(macro_def** link, macro_def* macro) {
+  macro->rank = draw_rank();
+  while (*link != nullptr && (*link)->rank > macro->rank) {
+    link = compare_entry(*link, macro->hash, macro->name) > 0 ? &(*link)->left : &(*link)->right;
+  }
+  macro_def* rest = *link;
+  *link = macro;
+  macro_def** ahead = &macro->left;
+  macro_def** behind = &macro->right;
+  while (rest != nullptr) {
+    if (compare_entry(rest, macro->hash, macro->name) < 0) {
+      *ahead = rest;
+      rest = *(ahead = &rest->right);
     } else {
-      high = middle;
+      *behind = rest;
+      rest = *(behind = &rest->left);
     }
   }
-  *found = false;
-  return low;
+  *ahead = *behind = nullptr;
+}
+
+// Takes out the entry that `link` leads to.
+static void tree_remove(macro_def** link) {
+  macro_def* left = (*link)->left;
+  macro_def* right = (*link)->right;
+  while (left != nullptr && right != nullptr) {
+    if (left->rank > right->rank) {
+      *link = left;
+      left = *(link = &left->right);
+    } else {
+      *link = right;
+      right = *(link = &right->left);
+    }
+  }
+  *link = left != nullptr ? left : right;
 }
 
 static void chain_link(macro_chain* chain, macro_def* macro, macro_def* before) {
@@ -186,28 +234,6 @@ static void chain_link(macro_chain* chain, macro_def* macro, macro_def* before) 
 static void chain_unlink(macro_chain* chain, const macro_def* macro) {
   (macro->previous != nullptr ? macro->previous->next : chain->head) = macro->next;
   (macro->next != nullptr ? macro->next->previous : chain->tail) = macro->previous;
-}
-
-// Puts `macro` at `place` of the sorted entries, and ahead of `before` (absent: at the end) in the chain.
-static void chain_insert(macro_chain* chain, std::uint32_t place, macro_def* macro, macro_def* before) {
-  if (chain->count == chain->capacity) {
-    const std::uint32_t capacity = chain->capacity == 0 ? 4 : chain->capacity * 2;
-    auto* grown = mem_array<macro_def*>(capacity);
-    if (chain->count != 0) std::memcpy(grown, chain->sorted, chain->count * sizeof(macro_def*));
-    std::free(chain->sorted);
-    chain->sorted = grown;
-    chain->capacity = capacity;
-  }
-  std::memmove(chain->sorted + place + 1, chain->sorted + place, (chain->count - place) * sizeof(macro_def*));
-  chain->sorted[place] = macro;
-  chain->count++;
-  chain_link(chain, macro, before);
-}
-
-static void chain_erase(macro_chain* chain, std::uint32_t place) {
-  chain_unlink(chain, chain->sorted[place]);
-  chain->count--;
-  std::memmove(chain->sorted + place, chain->sorted + place + 1, (chain->count - place) * sizeof(macro_def*));
 }
 
 // --- Entries ---
@@ -253,25 +279,26 @@ macro_def* macro_enter(const SourceChar* name, bool remove) {
   static macro_def removed;  // stands for the answer that an entry was there
   const std::uint32_t hash = chain_hash(name);
   macro_chain* chain = &gMacroTable[hash % MACRO_CHAINS];
-  bool found;
-  const std::uint32_t place = chain_place(chain, hash, name, &found);
-  macro_def* old = found ? chain->sorted[place] : nullptr;
+  const tree_place place = tree_find(&chain->root, hash, name);
+  macro_def* old = *place.link;
   macro_def* before = nullptr;  // where a search along the chain would stop
-  if (found) {
+  if (old != nullptr) {
     before = old->next;
     index_remove(old);
-    chain_erase(chain, place);
-  } else if (place < chain->count && chain->sorted[place]->hash == hash) {
-    before = chain->sorted[place];
+    tree_remove(place.link);
+    chain_unlink(chain, old);
+  } else if (place.behind != nullptr && place.behind->hash == hash) {
+    before = place.behind;
   }
-  macro_def* entry = found ? &removed : nullptr;
+  macro_def* entry = old != nullptr ? &removed : nullptr;
   gMacroGeneration++;
   if (!remove) {
     entry = new_entry(name, hash);
-    chain_insert(chain, place, entry, before);
+    tree_insert(&chain->root, entry);
+    chain_link(chain, entry, before);
     index_insert(entry);
   }
-  if (found) discard_entry(old);
+  if (old != nullptr) discard_entry(old);
   return entry;
 }
 

@@ -31,6 +31,7 @@ struct macro_def {
   std::uint32_t hash;    // sum of the name's units, plus their number
   std::int32_t nargs;    // parameters, or a macro_kind
   std::int32_t disable;  // expansions that now hide the name
+  std::uint32_t rank;    // in the tree of the chain's entries
   const char* file;      // interned; where #define made the entry, absent for -D and presets
   std::int32_t line;
   SourceChar* name;     // behind the entry, like `bytes`
@@ -40,6 +41,8 @@ struct macro_def {
   std::uint32_t frames;     // macro frames that hold this entry's text
   std::uint8_t traits;      // body_traits of `body`
   bool removed;             // out of the table, kept only for its living frames
+  macro_def* left;       // below the entry in that tree: those ahead of it
+  macro_def* right;      // and those behind it
   finished_text* finished;  // what its expansion has written, or absent (finished.h)
   char* bytes;              // the name in bytes for the look-up, absent if it holds a marker
 };
@@ -48,9 +51,7 @@ constexpr std::uint32_t MACRO_CHAINS = 8192;
 struct macro_chain {
   macro_def* head;
   macro_def* tail;
-  macro_def** sorted;  // owned; all entries of the chain by (hash, name)
-  std::uint32_t count;
-  std::uint32_t capacity;
+  macro_def* root;  // of the tree of its entries, by (hash, name)
 };
 extern macro_chain gMacroTable[MACRO_CHAINS];
 
