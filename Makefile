@@ -9,7 +9,7 @@
 #   make examples   runs the examples only; each checks its own result
 #   make lint       format and static analysis
 #   make coverage   the tests' coverage, as a table
-#   make bench      processor time beside other preprocessors
+#   make bench      processor time and memory beside other preprocessors (BENCH='--quick plain real': two runs, of these)
 #   make fuzz       random sources through the sanitizer build, with and without the fast road
 #   make real       whole code bases through the program and a compiler
 #   make clean
@@ -72,7 +72,7 @@ coverage:
 
 bench: build
 	@tools/setup bench
-	bench/compare $(PROGRAM)
+	bench/compare $(PROGRAM) $(BENCH)
 
 fuzz:
 	@tools/setup build
