@@ -10,6 +10,8 @@
 #   make lint       format and static analysis
 #   make coverage   the tests' coverage, as a table
 #   make bench      processor time and memory beside other preprocessors (BENCH='--quick plain real': two runs, of these)
+#   make bench-accept  takes today's instruction counts for good; make check compares with them
+#   make bench-curves  time and memory of each unit as the input grows
 #   make fuzz       random sources through the sanitizer build, with and without the fast road
 #   make real       whole code bases through the program and a compiler
 #   make clean
@@ -74,6 +76,14 @@ bench: build
 	@tools/setup bench
 	bench/compare $(PROGRAM) $(BENCH)
 
+bench-curves: build
+	@tools/setup bench
+	bench/curves $(PROGRAM) $(BENCH)
+
+bench-accept: build
+	@tools/setup check
+	bench/instructions $(PROGRAM) --accept
+
 fuzz:
 	@tools/setup build
 	$(call compile,asan,program)
@@ -87,4 +97,4 @@ real: build
 clean:
 	rm -rf build
 
-.PHONY: build demo check examples lint coverage bench fuzz real clean
+.PHONY: build demo check examples lint coverage bench bench-accept bench-curves fuzz real clean
