@@ -24,13 +24,15 @@ struct name_index {
   std::uint32_t* tags;  // the hash of the name
   macro_def** macros;   // nullptr: the slot is free
   std::uint32_t mask;   // slots less 1
+  std::uint32_t shift;  // a hash so far to the right is a slot: its highest bits, which all bytes of the name reach
   std::uint32_t count;
 };
 
-constexpr std::uint32_t INDEX_START = 512;
+constexpr std::uint32_t INDEX_START_BITS = 9;
+constexpr std::uint32_t INDEX_START = 1u << INDEX_START_BITS;
 static std::uint32_t gFirstTags[INDEX_START];
 static macro_def* gFirstMacros[INDEX_START];
-static name_index gIndex = {gFirstTags, gFirstMacros, INDEX_START - 1, 0};
+static name_index gIndex = {gFirstTags, gFirstMacros, INDEX_START - 1, 64 - INDEX_START_BITS, 0};
 
 std::uint64_t gMacroShapes[SHAPE_BITS / 64];
 std::uint32_t gMacroGeneration;
@@ -65,7 +67,7 @@ struct name_place {
 };
 
 static name_place place_of(std::uint64_t hash) {
-  return {static_cast<std::uint32_t>(hash) | 1, static_cast<std::uint32_t>(hash >> 32) & gIndex.mask};
+  return {static_cast<std::uint32_t>(hash) | 1, static_cast<std::uint32_t>(hash >> gIndex.shift)};
 }
 
 static std::uint32_t slot_behind(std::uint32_t slot) { return (slot + 1) & gIndex.mask; }
@@ -111,7 +113,7 @@ static void index_put(macro_def* macro) {
 static void index_grow() {
   const name_index old = gIndex;
   const std::uint32_t size = (old.mask + 1) * 2;
-  gIndex = {mem_array<std::uint32_t>(size), mem_array<macro_def*>(size), size - 1, old.count};
+  gIndex = {mem_array<std::uint32_t>(size), mem_array<macro_def*>(size), size - 1, old.shift - 1, old.count};
   for (std::uint32_t i = 0; i <= old.mask; i++) {
     if (old.tags[i] != 0) index_put(old.macros[i]);
   }

@@ -46,7 +46,7 @@ for name in "qv4-msgs.5", "qv4-cpp.1.html", "qv4-msgs.5.html":
 # every option, mode and debug item of the source has its entry, and is completed; every row of the catalogue is told of
 sources = "preprocessor/cpp3.cpp", "common/cmode.cpp", "common/qvdebug.cpp"
 options, cmode, debug = [(ROOT / path).read_text() for path in sources]
-words = [f"Fl -{name}" for name in re.findall(r'\{"(\w+)=?", \w+\}', options.split("kLongOptions")[1])]
+words = [f"Fl -{name}" for name in re.findall(r'\{"(\w+)=?", ', options.split("kLongOptions")[1])]
 words += [f"Fl {letter}" for letter in re.findall(r"case '([A-Z])':", options)]
 words += [rf"\b{name}\b" for name in re.findall(r'\{"(\w+)", CMODE', cmode) + re.findall(r'\{(?:DBF_\w+|0), "(\w+)"', debug)]
 entries = "\n".join(re.findall(r"^\.It (.*)", manual, re.M))
