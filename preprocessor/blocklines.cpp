@@ -34,15 +34,18 @@ struct block_text {
 
 // --- Output ---
 
-// Runs are short: 16 bytes at a time, for which both sides have room.
+// Most runs are shorter than a line of source: they are copied with a fixed number of steps, for which both sides have
+// room, and without a branch on their length.
 static void write_run(const unsigned char* from, std::size_t length) {
-  constexpr std::size_t STEP = 16;
+  constexpr std::size_t SHORT = 64;
+  static_assert(SHORT < SOURCE_SLACK);
   if (length > OUT_BUFFER_BYTES / 2) {
     out_bytes(from, length);
     return;
   }
-  out_reserve(static_cast<std::uint32_t>(length + STEP));
-  for (std::size_t i = 0; i < length; i += STEP) std::memcpy(gOutPos + i, from + i, STEP);
+  out_reserve(static_cast<std::uint32_t>(length + SHORT));
+  std::memcpy(gOutPos, from, SHORT);
+  if (length > SHORT) std::memcpy(gOutPos + SHORT, from + SHORT, length - SHORT);
   gOutPos += length;
 }
 
@@ -227,6 +230,7 @@ static unsigned char* text_gap(block_text* text, unsigned char* at, bool spaces)
 static unsigned char* text_literal(block_text* text, unsigned char* at) {
   const unsigned char quote = *at;
   for (unsigned char* p = at + 1;; p++) {
+    p = block_literalStop(p);
     if (*p == quote) return p + 1;
     if (*p == '\n') return p;
     if (*p == '\\' && (*++p == '\n' || *p == '?')) break;
@@ -236,15 +240,26 @@ static unsigned char* text_literal(block_text* text, unsigned char* at) {
   return stop_inText(text, at, false);
 }
 
-// The end of the number that begins at `at`; `behind_dot` if the byte there is a digit behind a dot.
-static unsigned char* end_ofNumber(unsigned char* at, bool behind_dot) {
+constexpr byte_set make_hexDigits() {
+  byte_set digits{};
+  for (int c = 0; c < 256; c++)
+    digits.has[c] = char_isDigit(static_cast<SourceChar>(c)) || is_hexLetter(static_cast<SourceChar>(c));
+  return digits;
+}
+
+// The end of the number that begins at `at` and whose first digits end at `end`; `behind_dot` if a dot stands ahead.
+static unsigned char* end_ofNumber(const unsigned char* at, unsigned char* end, bool behind_dot) {
+  static constexpr byte_set kHexDigits = make_hexDigits();
   number_state state = behind_dot ? number_beginDot() : number_begin(10);
   if (*at == '0' && !behind_dot) {
     state = number_begin(number_radixBehindZero(at[1]));
-    at += state.radix != 8 ? 2 : 1;
+    if (state.radix != 8) end = end - at == 1 ? end + 1 : end;  // the letter of the prefix
+    if (state.radix == 16) {
+      while (kHexDigits.has[*end]) end++;
+    }
   }
-  while (number_accepts(&state, *at)) at++;
-  return at;
+  while (number_accepts(&state, *end)) end++;
+  return end;
 }
 
 // At the first digit of a number; a dot at `floor` or behind it may belong to it.
@@ -252,7 +267,7 @@ static unsigned char* text_number(block_text* text, unsigned char* at, const uns
   unsigned char* end = at;
   const bool behind_dot = at > floor && at[-1] == '.';
   while (char_isDigit(*end)) end++;
-  if (behind_dot || *end == '.' || kWordBytes.has[*end]) end = end_ofNumber(at, behind_dot);
+  if (behind_dot || *end == '.' || kWordBytes.has[*end]) end = end_ofNumber(at, end, behind_dot);
   if (!is_open(end)) return end;
   unsigned char* start = at - (behind_dot ? 1 : 0);
   write_upTo(text, start);
@@ -301,9 +316,8 @@ static unsigned char* resume(block_text* text) {
   return text->state.spaces ? text_gap(text, at, true) : at;
 }
 
-// Ahead of the name of a macro, from `at` to `behind`.
+// Ahead of the name of a macro that is not hidden, from `at` to `behind`.
 static unsigned char* text_call(block_text* text, macro_def* macro, unsigned char* at, unsigned char* behind) {
-  if (macro->disable != 0) return behind;
   write_upTo(text, at);
   if (is_open(behind) || *behind == '\v' || *behind == '\f' || opens_comment(behind))
     return stop_inText(text, at, false);
@@ -328,12 +342,13 @@ static constexpr byte_set make_usualStarts() {
   return usual;
 }
 
-// At the newline of a text line: to the first byte of the next one.
-static unsigned char* text_newline(block_text* text, unsigned char* at, std::int32_t* pending) {
+// At the newline of a text line: to the first byte of the next one. `indent` blanks follow the newline, or more.
+static unsigned char* text_newline(block_text* text, unsigned char* at, std::uint32_t indent, std::int32_t* pending) {
   static constexpr byte_set kUsual = make_usualStarts();
   write_upTo(text, at + 1);
   gLine++;
-  unsigned char* first = skip_white(at + 1);
+  unsigned char* first = at + 1 + indent;
+  if (char_isWhite(*first)) first = skip_white(first);
   if (gLineStale || text->frame->depth_due || first >= text->end || !kUsual.has[*first]) {
     return begin_text(text, at + 1, pending);
   }
@@ -343,13 +358,18 @@ static unsigned char* text_newline(block_text* text, unsigned char* at, std::int
 }
 
 // From the start of a name: to its end, or stopped ahead of it.
-static unsigned char* text_name(block_text* text, unsigned char* at, std::uint32_t length, std::uint64_t shape) {
-  if (length > gIdentifierMax) {
-    write_upTo(text, at);
-    return stop_inText(text, at, false);
-  }
-  macro_def* macro = macro_findShape(at, length, shape);
-  return macro != nullptr ? text_call(text, macro, at, at + length) : at + length;
+static unsigned char* text_name(block_text* text, unsigned char* at) {
+  unsigned char* behind = at + 1;
+  while (kWordBytes.has[*behind]) behind++;
+  const auto length = static_cast<std::uint32_t>(behind - at);
+  const bool is_long = length > gIdentifierMax;
+  macro_def* macro = macro_find(at, is_long ? gIdentifierMax : length);
+  if (macro != nullptr && macro->disable == 0) return text_call(text, macro, at, behind);
+  if (!is_long) return behind;
+  if (is_open(behind)) return text_stopAtToken(text, behind, at);
+  write_upTo(text, at + gIdentifierMax);  // the rest does not count
+  text->from = behind;
+  return behind;
 }
 
 // At a byte of text_masks.stop.
@@ -371,23 +391,69 @@ static unsigned char* text_stop(block_text* text, unsigned char* at, const unsig
 
 // --- Text ---
 
-// The bytes of a step that need a closer look. A blank needs none where it stands alone between other bytes of text;
-// what follows the last byte of a step is not known.
-static byte_mask attention_of(const text_masks* masks) {
-  const byte_mask other = masks->blank | masks->newline | masks->stop;
-  const byte_mask alone = masks->blank & ~(masks->blank << 1) & ~(other >> 1) & (~byte_mask{0} >> 1);
-  return (masks->word & ~(masks->word << 1)) | (masks->blank & ~alone) | masks->newline | masks->stop;
+// What of a step needs a closer look.
+struct step_points {
+  byte_mask words;  // letters and digits
+  byte_mask blanks;
+  byte_mask
+      numbers;      // a number that is more than digits: its first digit behind a dot, or what follows its first digits
+  byte_mask names;  // names that may be macros', and longer ones than count
+  byte_mask all;    // these, newlines, stops, and blanks but those that stand alone between other bytes of text
+  std::uint32_t end;  // the bytes from here on are left to the next step: a word or blanks that may go on
+};
+
+// A number that is nothing but digits needs no look. What follows the digits of all numbers at once: adding the first
+// digit carries through the others.
+static byte_mask find_numbers(const text_masks* masks, byte_mask starts) {
+  const byte_mask first = starts & masks->digit;
+  const byte_mask behind = (masks->digit + first) & ~masks->digit;
+  return (behind & (masks->word | masks->dot)) | (first & (masks->dot << 1 | 1));
 }
 
-static bool has_bit(byte_mask mask, std::uint32_t bit) { return ((mask >> bit) & 1) != 0; }
+// Whether a name may be a macro's is found for one name after the other without a branch that depends on it.
+static byte_mask find_names(const unsigned char* base, byte_mask words, byte_mask starts) {
+  byte_mask found = 0;
+  for (; starts != 0; starts &= starts - 1) {
+    const std::uint32_t bit = mask_first(starts);
+    const std::uint32_t length = mask_first(~(words >> bit));
+    const bool candidate = macro_mayExist(macro_shape(base + bit, length)) | (length > gIdentifierMax);
+    found |= static_cast<byte_mask>(candidate) << bit;
+  }
+  return found;
+}
 
-// The end of the word that begins at bit `bit` of a step.
-static unsigned char* end_ofWord(unsigned char* base, byte_mask words, std::uint32_t bit) {
-  const byte_mask behind = ~(words >> bit);
-  if (behind != 0 && bit + mask_first(behind) < BLOCK_STEP) return base + bit + mask_first(behind);
-  unsigned char* p = base + BLOCK_STEP;
-  while (kWordBytes.has[*p]) p++;
-  return p;
+static step_points find_points(const unsigned char* base) {
+  const text_masks masks = block_textMasks(base);
+  step_points points;
+  const std::uint32_t word_end = mask_lastRun(masks.word);
+  const std::uint32_t blank_end = mask_lastRun(masks.blank);
+  points.end = word_end < blank_end ? word_end : blank_end;
+  const byte_mask starts = masks.word & ~(masks.word << 1) & mask_below(points.end);
+  const byte_mask other = masks.blank | masks.newline | masks.stop;
+  const byte_mask alone = masks.blank & ~(masks.blank << 1) & ~(other >> 1);
+  points.words = masks.word;
+  points.blanks = masks.blank;
+  points.numbers = find_numbers(&masks, starts);
+  points.names = find_names(base, masks.word, starts & ~masks.digit);
+  points.all =
+      (points.numbers | points.names | masks.newline | masks.stop | (masks.blank & ~alone)) & mask_below(points.end);
+  if (points.end == 0) points.all = 1;  // nothing but one word or blanks
+  return points;
+}
+
+// At a point of a step, `at`.
+static unsigned char* take_point(block_text* text, const step_points* points, std::uint32_t bit, unsigned char* at,
+                                 const unsigned char* floor, std::int32_t* pending) {
+  if (*at == '\n') {
+    const byte_mask behind = ~(points->blanks >> bit >> 1);  // not 0, since the highest bit is set
+    return text_newline(text, at, mask_first(behind), pending);
+  }
+  if (mask_has(points->numbers, bit)) {
+    while (at > floor && char_isDigit(at[-1])) at--;
+    return text_number(text, at, floor);
+  }
+  if (!mask_has(points->words, bit)) return *at == ' ' ? text_gap(text, at, false) : text_stop(text, at, floor);
+  return char_isDigit(*at) ? text_number(text, at, floor) : text_name(text, at);
 }
 
 // Writes text lines from `p` on, the first byte of text of one, until something stops it.
@@ -395,36 +461,21 @@ static void write_lines(block_text* text, unsigned char* p, std::int32_t* pendin
   const unsigned char* floor = p;  // nothing ahead of it belongs to the next token
   while (p != nullptr) {
     unsigned char* const base = p;
-    const text_masks masks = block_textMasks(base);
-    const byte_mask attention = attention_of(&masks);
-    byte_mask todo = attention | (masks.word & 1);
+    const step_points points = find_points(base);
+    p = base + points.end;
     text->reopened = false;
+    byte_mask todo = points.all;
     while (todo != 0) {
       const std::uint32_t bit = mask_first(todo);
-      unsigned char* at = base + bit;
-      if (has_bit(masks.word, bit) && !char_isDigit(*at)) {
-        p = end_ofWord(base, masks.word, bit);
-        const auto length = static_cast<std::uint32_t>(p - at);
-        const std::uint64_t shape = macro_shape(at, length);
-        if (macro_mayExist(shape) || length > gIdentifierMax) {
-          p = text_name(text, at, length, shape);
-          floor = p;
-        }
-      } else if (has_bit(masks.word, bit)) {
-        floor = p = text_number(text, at, floor);
-      } else if (has_bit(masks.newline, bit)) {
-        floor = p = text_newline(text, at, pending);
-      } else if (has_bit(masks.blank, bit)) {
-        floor = p = text_gap(text, at, false);
-      } else {
-        floor = p = text_stop(text, at, floor);
-      }
+      floor = p = take_point(text, &points, bit, base + bit, floor, pending);
       if (p == nullptr) return;
       const auto passed = static_cast<std::uint64_t>(p - base);
-      if (passed >= BLOCK_STEP || text->reopened) break;
-      todo = (attention & (~byte_mask{0} << passed)) | (masks.word & (byte_mask{1} << passed));
+      if (passed >= points.end || text->reopened) break;
+      // Behind a number a name may begin in mid-word.
+      todo = (points.all & ~mask_below(static_cast<std::uint32_t>(passed))) |
+             (points.words & points.words << 1 & byte_mask{1} << passed);
+      if (todo == 0) p = base + points.end;
     }
-    if (todo == 0) p = base + BLOCK_STEP;
   }
 }
 
@@ -450,6 +501,7 @@ bool block_lines(std::int32_t* pending, text_state* state) {
   if (!ready) return false;
   block_text text = {frame,   source, nullptr,        nullptr, source->clean,
                      nullptr, false,  is_bare(frame), false,   {false, false}};
+  block_prepare();
   source_openBlock(source);
   unsigned char* first = begin_text(&text, source->next, pending);
   if (first != nullptr) write_lines(&text, first, pending);

@@ -1,19 +1,13 @@
 // Search over many lines of a block at once: 64 bytes at a time, one bit to a byte.
 //
 // The caller has made sure that the text is whole lines without a NUL, and that BLOCK_SLACK bytes behind
-// it can be read. Where the compiler has SSE2, which every 64-bit x86 has, 16 bytes are compared at a time;
-// elsewhere, and with CPP_PORTABLE, a table is looked up for each byte.
+// it can be read. Three ways lead to the same masks: 32 bytes at a time where the processor has AVX2, which is
+// asked at run time; 16 bytes with SSE2, which every 64-bit x86 has; a table looked up for each byte elsewhere,
+// and with CPP_PORTABLE.
 #ifndef PREPROCESSOR_BLOCKSCAN_H
 #define PREPROCESSOR_BLOCKSCAN_H
 
 #include <cstdint>
-
-#if defined(__SSE2__) && !defined(CPP_PORTABLE)
-#include <emmintrin.h>
-#define CPP_SSE2 1
-#else
-#define CPP_SSE2 0
-#endif
 
 constexpr std::uint32_t BLOCK_STEP = 64;           // bytes to a mask
 constexpr std::uint32_t BLOCK_SLACK = BLOCK_STEP;  // readable behind the text
@@ -25,56 +19,27 @@ inline std::uint32_t mask_first(byte_mask mask) { return static_cast<std::uint32
 // What a run of text stops at.
 struct text_masks {
   byte_mask word;     // letters and digits
+  byte_mask digit;    // digits
+  byte_mask dot;      // a dot
   byte_mask blank;    // a blank
   byte_mask newline;  // a newline
   byte_mask stop;     // other white space, \v \f \r, quotes, slash, backslash, question mark
 };
 
-#if CPP_SSE2
-struct text_vectors {
-  __m128i word, blank, newline, stop;
-};
-
-inline __m128i vector_of(char byte) { return _mm_set1_epi8(byte); }
-
-// Bytes of `v` in the range of `count` values from `first` on: moved to the low end of the signed values.
-inline __m128i vector_inRange(__m128i v, int first, int count) {
-  return _mm_cmplt_epi8(_mm_add_epi8(v, vector_of(static_cast<char>(-128 - first))),
-                        vector_of(static_cast<char>(-128 + count)));
-}
-
-inline text_vectors block_textVectors(const unsigned char* at) {
-  const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-  const __m128i letters = vector_inRange(_mm_or_si128(v, vector_of(0x20)), 'a', 26);
-  const __m128i digits = vector_inRange(v, '0', 10);
-  const __m128i signs = _mm_or_si128(_mm_cmpeq_epi8(v, vector_of('_')),
-                                     _mm_or_si128(_mm_cmpeq_epi8(v, vector_of('$')), _mm_cmpeq_epi8(v, vector_of(29))));
-  const __m128i newline = _mm_cmpeq_epi8(v, vector_of('\n'));
-  const __m128i controls = _mm_or_si128(vector_inRange(v, '\t', 5), _mm_cmpeq_epi8(v, vector_of(31)));
-  static_assert(('/' | 0x10) == '?');
-  const __m128i marks = _mm_cmpeq_epi8(_mm_or_si128(v, vector_of(0x10)), vector_of('?'));
-  const __m128i quotes = _mm_or_si128(_mm_cmpeq_epi8(v, vector_of('"')), _mm_cmpeq_epi8(v, vector_of('\'')));
-  const __m128i others = _mm_or_si128(_mm_or_si128(marks, quotes), _mm_cmpeq_epi8(v, vector_of('\\')));
-  return {_mm_or_si128(_mm_or_si128(letters, digits), signs), _mm_cmpeq_epi8(v, vector_of(' ')), newline,
-          _mm_or_si128(_mm_andnot_si128(newline, controls), others)};
-}
-
-inline byte_mask vector_bits(__m128i v) { return static_cast<byte_mask>(static_cast<unsigned>(_mm_movemask_epi8(v))); }
-
-inline text_masks block_textMasks(const unsigned char* at) {
-  text_masks masks = {0, 0, 0, 0};
-  for (unsigned part = 0; part < BLOCK_STEP; part += 16) {
-    const text_vectors v = block_textVectors(at + part);
-    masks.word |= vector_bits(v.word) << part;
-    masks.blank |= vector_bits(v.blank) << part;
-    masks.newline |= vector_bits(v.newline) << part;
-    masks.stop |= vector_bits(v.stop) << part;
-  }
-  return masks;
-}
-#else
 text_masks block_textMasks(const unsigned char* at);
-#endif
+
+inline bool mask_has(byte_mask mask, std::uint32_t bit) { return ((mask >> bit) & 1) != 0; }
+
+// The bits below `bit`, 0 to 64.
+inline byte_mask mask_below(std::uint32_t bit) { return bit < BLOCK_STEP ? (byte_mask{1} << bit) - 1 : ~byte_mask{0}; }
+
+// Where the run of set bits that reaches the highest bit begins; 64 without one.
+inline std::uint32_t mask_lastRun(byte_mask mask) {
+  return ~mask == 0 ? 0 : BLOCK_STEP - static_cast<std::uint32_t>(__builtin_clzll(~mask));
+}
+
+// The first quote, backslash, question mark or newline from `at` on.
+unsigned char* block_literalStop(unsigned char* at);
 
 // A comment or a skipped group: how far it was passed, and the lines that end ahead of that place.
 struct block_pass {
@@ -95,5 +60,12 @@ block_pass block_skipped(unsigned char* line, unsigned char* from, unsigned char
 // Is there nothing ahead of `at` but white space and what is read as such, in the line that begins at `line` or in one
 // behind it?
 bool block_isFirstOnLine(const unsigned char* at, const unsigned char* line);
+
+// The widest way that this processor can go, and the choice of one, which a test may make narrower. block_prepare comes
+// ahead of all the others and chooses the widest.
+enum block_way { BLOCK_BYTES, BLOCK_SSE2, BLOCK_AVX2 };
+block_way block_widest();
+void block_choose(block_way way);
+void block_prepare();
 
 #endif

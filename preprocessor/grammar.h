@@ -25,8 +25,8 @@ struct number_state {
 constexpr number_state number_begin(int radix) { return {radix, false, false, false, false, false, false}; }
 constexpr number_state number_beginDot() { return {10, true, false, false, false, false, false}; }
 
-inline bool is_hexLetter(SourceChar c) { return char_upper(c) - 'A' < 6; }
-inline bool is_asciiLetter(SourceChar c) { return char_upper(c) - 'A' < 26; }
+constexpr bool is_hexLetter(SourceChar c) { return char_upper(c) - 'A' < 6; }
+constexpr bool is_asciiLetter(SourceChar c) { return char_upper(c) - 'A' < 26; }
 
 // The radix that the unit behind a leading 0 chooses; for 16 and 2 the unit belongs to the prefix.
 inline int number_radixBehindZero(SourceChar c) { return char_upper(c) == 'X' ? 16 : char_upper(c) == 'B' ? 2 : 8; }

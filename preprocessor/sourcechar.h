@@ -104,7 +104,7 @@ constexpr bool char_isWhite(SourceChar c) { return c == ' ' || c == '\t' || c ==
 constexpr bool char_isGap(SourceChar c) {
   return char_isWhite(c) || (c - '\v' <= '\r' - '\v');
 }  // read as white space or as nothing, outside literals
-inline bool char_isDigit(SourceChar c) { return c - '0' < 10; }
+constexpr bool char_isDigit(SourceChar c) { return c - '0' < 10; }
 constexpr SourceChar char_upper(SourceChar c) { return c - 'a' < 26 ? c - ('a' - 'A') : c; }
 
 // May a token of this class be the left operand of a paste that is still to be looked for?

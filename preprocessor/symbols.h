@@ -41,8 +41,8 @@ struct macro_def {
   std::uint32_t frames;     // macro frames that hold this entry's text
   std::uint8_t traits;      // body_traits of `body`
   bool removed;             // out of the table, kept only for its living frames
-  macro_def* left;       // below the entry in that tree: those ahead of it
-  macro_def* right;      // and those behind it
+  macro_def* left;          // below the entry in that tree: those ahead of it
+  macro_def* right;         // and those behind it
   finished_text* finished;  // what its expansion has written, or absent (finished.h)
   char* bytes;              // the name in bytes for the look-up, absent if it holds a marker
 };
@@ -79,14 +79,30 @@ inline std::uint64_t macro_loadWord(const unsigned char* bytes) {
   std::memcpy(&word, bytes, sizeof word);
   return word;
 }
-inline std::uint64_t macro_firstBytes(const unsigned char* name, std::uint32_t length) {
-  const std::uint64_t word = macro_loadWord(name);
-  return length >= NAME_WORD ? word : word & ((std::uint64_t{1} << (8 * length)) - 1);
+// Keeps the first bytes of a word, by their number.
+struct name_masks {
+  std::uint64_t of[NAME_WORD + 1];
+};
+constexpr name_masks make_nameMasks() {
+  name_masks masks{};
+  for (std::uint32_t n = 1; n <= NAME_WORD; n++) masks.of[n] = masks.of[n - 1] << 8 | 0xff;
+  return masks;
 }
+inline constexpr name_masks kNameMasks = make_nameMasks();
+
+inline std::uint64_t macro_firstBytes(const unsigned char* name, std::uint32_t length) {
+  return macro_loadWord(name) & kNameMasks.of[length < NAME_WORD ? length : NAME_WORD];
+}
+
+// No branch depends on the length, which is hard to foresee.
 inline std::uint64_t macro_shape(const unsigned char* name, std::uint32_t length) {
   constexpr std::uint64_t FACTOR = 0x9e3779b97f4a7c15;
-  std::uint64_t hash = (macro_firstBytes(name, length) + length) * FACTOR;
-  if (length > NAME_WORD) hash = ((hash ^ hash >> 32) + macro_loadWord(name + length - NAME_WORD)) * FACTOR;
+  const std::uint32_t whole = length < NAME_WORD ? length : NAME_WORD;
+  const std::uint64_t mask = kNameMasks.of[whole];
+  const std::uint64_t first = macro_loadWord(name) & mask;
+  const std::uint64_t last = macro_loadWord(name + (length - whole)) & mask;
+  std::uint64_t hash = (first + length) * FACTOR;
+  hash = ((hash ^ hash >> 32) + last) * FACTOR;
   return hash ^ hash >> 32;
 }
 
