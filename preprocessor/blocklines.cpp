@@ -441,19 +441,23 @@ static step_points find_points(const unsigned char* base) {
   return points;
 }
 
-// At a point of a step, `at`.
-static unsigned char* take_point(block_text* text, const step_points* points, std::uint32_t bit, unsigned char* at,
-                                 const unsigned char* floor, std::int32_t* pending) {
+// At a point of a step, `at`, that is no name.
+static unsigned char* take_sign(block_text* text, const step_points* points, std::uint32_t bit, unsigned char* at,
+                                const unsigned char* floor, std::int32_t* pending) {
   if (*at == '\n') {
     const byte_mask behind = ~(points->blanks >> bit >> 1);  // not 0, since the highest bit is set
     return text_newline(text, at, mask_first(behind), pending);
   }
-  if (mask_has(points->numbers, bit)) {
+  if (mask_has(points->numbers, bit) || char_isDigit(*at)) {
     while (at > floor && char_isDigit(at[-1])) at--;
     return text_number(text, at, floor);
   }
-  if (!mask_has(points->words, bit)) return *at == ' ' ? text_gap(text, at, false) : text_stop(text, at, floor);
-  return char_isDigit(*at) ? text_number(text, at, floor) : text_name(text, at);
+  return *at == ' ' ? text_gap(text, at, false) : text_stop(text, at, floor);
+}
+
+// A name, as opposed to a number that letters follow.
+static bool is_name(const step_points* points, std::uint32_t bit, const unsigned char* at, const unsigned char* floor) {
+  return mask_has(points->words, bit) && !char_isDigit(*at) && (!mask_has(points->numbers, bit) || at == floor);
 }
 
 // Writes text lines from `p` on, the first byte of text of one, until something stops it.
@@ -467,13 +471,19 @@ static void write_lines(block_text* text, unsigned char* p, std::int32_t* pendin
     byte_mask todo = points.all;
     while (todo != 0) {
       const std::uint32_t bit = mask_first(todo);
-      floor = p = take_point(text, &points, bit, base + bit, floor, pending);
+      if (is_name(&points, bit, base + bit, floor)) {
+        p = text_name(text, base + bit);
+        if (text->from > floor) floor = text->from;  // else the name may still have to be read again
+      } else {
+        floor = p = take_sign(text, &points, bit, base + bit, floor, pending);
+      }
       if (p == nullptr) return;
       const auto passed = static_cast<std::uint64_t>(p - base);
       if (passed >= points.end || text->reopened) break;
-      // Behind a number a name may begin in mid-word.
-      todo = (points.all & ~mask_below(static_cast<std::uint32_t>(passed))) |
-             (points.words & points.words << 1 & byte_mask{1} << passed);
+      // Behind a number a name may begin in mid-word; a dot there is no part of it.
+      const byte_mask here = byte_mask{1} << passed;
+      todo = (points.all & ~mask_below(static_cast<std::uint32_t>(passed)) & ~(points.numbers & ~points.words & here)) |
+             (points.words & points.words << 1 & here);
       if (todo == 0) p = base + points.end;
     }
   }
