@@ -7,12 +7,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "common/alert.h"
 #include "common/hooks.h"
+#include "common/stringcache.h"
 
 // ---- memory ----
 
@@ -150,7 +152,23 @@ char* osdep_dirName(const char* path) {
   return slash ? mem_dupText(path, static_cast<std::size_t>(slash - path)) : nullptr;
 }
 
+const char* osdep_pathBeside(const char* path, const char* name) {
+  return cache_printf("%.*s%s", static_cast<int>(osdep_baseName(path) - path), path, name);
+}
+
 // ---- files ----
+
+const char* osdep_followLinks(const char* path) {
+  constexpr int LINKS_MAX = 40;  // as many as the system follows
+  char target[PATH_MAX];
+  for (int links = 0; links < LINKS_MAX; links++) {
+    const ssize_t length = readlink(path, target, sizeof target - 1);
+    if (length < 0) return path;
+    target[length] = 0;
+    path = osdep_isAbsolute(target) ? cache_intern(target) : osdep_pathBeside(path, target);
+  }
+  return path;
+}
 
 bool osdep_exists(const char* path) {
   struct stat status;

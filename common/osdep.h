@@ -75,7 +75,14 @@ char* osdep_stem(const char* path);
 // `/` or no path.
 char* osdep_dirName(const char* path);
 
+// `name` in the folder of `path`, interned.
+const char* osdep_pathBeside(const char* path, const char* name);
+
 // ---- files ----
+
+// Where the links at the end of `path` lead, also if there is nothing: `path` itself if it is no link, else interned.
+// Not far if they lead in a circle.
+const char* osdep_followLinks(const char* path);
 
 // Is shown a file that an option opens or removes, and what it is for: "the report". Both are lent.
 using file_visitor = void (*)(const char* path, const char* role);

@@ -17,11 +17,9 @@
 
 #include "common/hash.h"
 #include "common/osdep.h"
-#include "common/stringcache.h"
 
 constexpr std::int64_t LOCK_WAIT_MS = 10000;
 constexpr useconds_t LOCK_RETRY_US = 10000;
-constexpr int LINKS_MAX = 40;  // as many as the system follows
 constexpr std::size_t COPY_CHUNK = 64u << 20;
 
 static std::int64_t now_ms() {
@@ -30,28 +28,9 @@ static std::int64_t now_ms() {
   return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
-// ---- paths ----
-
-// `name` in the folder of `path`.
-static const char* path_beside(const char* path, const char* name) {
-  return cache_printf("%.*s%s", static_cast<int>(osdep_baseName(path) - path), path, name);
-}
-
-// Where the links at the end of `path` lead, also if there is nothing. Not far if they lead in a circle.
-static const char* resolve_links(const char* path) {
-  char target[PATH_MAX];
-  for (int links = 0; links < LINKS_MAX; links++) {
-    const ssize_t length = readlink(path, target, sizeof target - 1);
-    if (length < 0) return path;
-    target[length] = 0;
-    path = osdep_isAbsolute(target) ? cache_intern(target) : path_beside(path, target);
-  }
-  return path;
-}
-
 static bool may_create(const char* path) {
   if (*osdep_baseName(path) == 0) return false;
-  return access(path_beside(path, "."), W_OK | X_OK) == 0;
+  return access(osdep_pathBeside(path, "."), W_OK | X_OK) == 0;
 }
 
 // True if the system refused to write because it is not allowed, and not because something went wrong.
@@ -96,7 +75,7 @@ static int open_locked(const char* path, int flags, std::int64_t deadline) {
 static bool lock_name(package_target* target, std::int64_t deadline) {
   char name[32];
   std::snprintf(name, sizeof name, ".qv4_%08x.lock", hash_string(to_word(osdep_baseName(target->archive))));
-  target->lock_path = path_beside(target->archive, name);
+  target->lock_path = osdep_pathBeside(target->archive, name);
   target->lock_file = open_locked(target->lock_path, O_RDWR | O_CREAT, deadline);
   if (target->lock_file < 0 && errno == EACCES) {  // left behind by another user's run
     target->lock_file = open_locked(target->lock_path, O_RDONLY, deadline);
@@ -115,7 +94,7 @@ static bool lock_archive(package_target* target, bool is_regular, std::int64_t d
 bool package_lock(package_target* target, const char* path) {
   *target = {};
   target->lock_file = target->archive_file = target->copy_file = -1;
-  target->archive = resolve_links(path);
+  target->archive = osdep_followLinks(path);
   target->in_place = !may_create(target->archive);
   const std::int64_t deadline = now_ms() + LOCK_WAIT_MS;
   if (!target->in_place && !lock_name(target, deadline)) return false;
@@ -155,7 +134,7 @@ static bool take_rights(const package_target* target) {
 bool package_begin(package_target* target) {
   target->path = target->archive;
   if (target->in_place) return true;
-  const char* pattern = path_beside(target->archive, ".qv4_XXXXXX");
+  const char* pattern = osdep_pathBeside(target->archive, ".qv4_XXXXXX");
   char* copy = mem_dupText(pattern, std::strlen(pattern));
   target->copy_file = mkostemp(copy, O_CLOEXEC);
   if (target->copy_file < 0) {

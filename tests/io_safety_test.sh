@@ -56,6 +56,7 @@ main_r.html|the output and the report|cpp --udf=sub/../r.html in.c main_r.html
 sub/toc_r.html|the output and the report|cpp --udf=sub/r.html in.c sub/toc_r.html
 no.c|the input and the report|cpp --udf=sub/../no.c no.c
 no.i|the output and the report|cpp --udf=./no.i in.c no.i
+no.i|the output and the file of messages|ln -s sub/no sub2; ln -s ../no.i sub/no; cpp -Esub2 -q in.c no.i
 ok.c|the input and the report|cpp --udf=ok.c <ok.c -
 ok.c|the input and the debug-out file|cpp --qvdebug=out:ok.c ok.c
 ok.c|the input and the debug-out file|cpp --qvdebug=adt,out::+hard.c:x ok.c
