@@ -48,6 +48,7 @@ static file_key key_ofPath(const char* path) {
   struct stat status;
   if (stat(path, &status) == 0) return key_of(status);
   path = osdep_followLinks(path);
+  if (*osdep_baseName(path) == 0) return {};  // no file can have that name
   char* directory = osdep_dirName(path);
   const char* place = directory == nullptr ? "." : *directory == 0 ? "/" : directory;
   const bool found = stat(place, &status) == 0;

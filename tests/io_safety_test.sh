@@ -84,6 +84,7 @@ done <<'END'
 0|#define I 1|cpp -DI -U__DATE__ -U__TIME__ -U__STDC__ -dM in.c ok.c; cat ok.c
 1||cpp - <ok.c >ok.c
 1||cpp <ok.c >ok.c
+1|(141) can't open output file "": No such file or directory|cpp -Elog "" ""; tail -n 1 log; false
 0|int ok;|cpp -Elog ok.c >>log; cat log
 0|int ok;|cpp ok.c --ver ok.c >../ver; cat ok.c
 0|int ok;|cpp --qvdebug=num:1 preprocessor-1.out
