@@ -291,16 +291,17 @@ bool drv_isFile(const char* argument) { return argument[0] != '-' || argument[1]
 
 bool drv_isStream(const char* file) { return std::strcmp(file, "-") == 0; }
 
-void drv_namedFiles(const char* argument, file_visitor visit) {
-  if (drv_isFile(argument)) return;
+bool drv_namedFiles(const char* argument, file_visitor visit) {
+  if (drv_isFile(argument)) return true;
   if (argument[1] != '-') {
     if (char_upper(static_cast<unsigned char>(argument[1])) == 'E' && is_alertFile(argument + 2)) {
       visit(argument + 2, "the file of messages");
     }
-    return;
+    return true;
   }
   const long_option* option = find_long(argument + 2);
   if (option != nullptr && option->files != nullptr) option->files(argument + 2 + std::strlen(option->name), visit);
+  return option == nullptr || option->apply != show_version;
 }
 
 int drv_options(int argc, char** argv) {

@@ -15,8 +15,9 @@ bool drv_isFile(const char* argument);
 // True if that file is a standard stream: `-`.
 bool drv_isStream(const char* file);
 
-// Shows `visit` each file that the argument, if it is an option, opens for writing or removes.
-void drv_namedFiles(const char* argument, file_visitor visit);
+// Shows `visit` each file that the argument, if it is an option, opens for writing or removes. False if it ends
+// the run, so that no option behind it counts.
+bool drv_namedFiles(const char* argument, file_visitor visit);
 
 // Enters __STDC__, __LINE__, __FILE__, __DATE__ and __TIME__ into the empty symbol table.
 void drv_presets();

@@ -120,7 +120,7 @@ static void compare_named(const char* path, const char* role) {
 void files_lookAhead(int argc, char** argv) {
   gArgc = argc;
   gArgv = argv;
-  for (int i = 1; i < argc; i++) drv_namedFiles(argv[i], compare_named);
+  for (int i = 1; i < argc && drv_namedFiles(argv[i], compare_named); i++) continue;
 }
 
 // --- Files that are open ---

@@ -86,7 +86,7 @@ done <<'END'
 1||cpp <ok.c >ok.c
 1|(141) can't open output file "": No such file or directory|cpp -Elog "" ""; tail -n 1 log; false
 0|int ok;|cpp -Elog ok.c >>log; cat log
-0|int ok;|cpp ok.c --ver ok.c >../ver; cat ok.c
+0|int ok;|cpp ok.c --ver ok.c -Eok.c --udf=ok.c >../ver; cat ok.c
 0|int ok;|cpp --qvdebug=num:1 preprocessor-1.out
 0|int ok;|cpp --qvdebug=num:5,on preprocessor-1.out
 0|int ok;|cpp --qvdebug=on,out:x preprocessor-1.out
