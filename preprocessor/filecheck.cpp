@@ -103,7 +103,7 @@ static void find_files() {
   }
   if (gInput.name == nullptr) gFiles[0].key = key_ofStream(STDIN_FILENO);
   if (gOutput.name == nullptr) gFiles[1].key = key_ofStream(STDOUT_FILENO);
-  compare_ends();
+  if (count <= 2) compare_ends();  // a run with more will not begin
 }
 
 // Messages may go where standard output goes, so the output only counts under a name of its own.

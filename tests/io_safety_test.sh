@@ -85,6 +85,7 @@ done <<'END'
 1||cpp - <ok.c >ok.c
 1||cpp <ok.c >ok.c
 1|(141) can't open output file "": No such file or directory|cpp -Elog "" ""; tail -n 1 log; false
+1|(110) too many file arguments; usage: cpp [input [output]]|cpp -Elog ok.c ok.c in.c; tail -n 1 log; false
 0|int ok;|cpp -Elog ok.c >>log; cat log
 0|int ok;|cpp ok.c --ver ok.c -Eok.c --udf=ok.c >../ver; cat ok.c
 0|int ok;|cpp --qvdebug=num:1 preprocessor-1.out
