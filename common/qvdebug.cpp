@@ -224,11 +224,16 @@ void db_options(const char* text) {
 
 static const char* without_plus(const char* name) { return name[0] == '+' ? name + 1 : name; }
 
-// The default debug-out file counts too: a flag opens it if no item names another.
+// The default debug-out file counts too: a flag opens it if no item names another. Of two
+// packages the first counts.
 void db_namedFiles(const char* text, file_visitor visit) {
+  static bool given;
+  if (given) return;
+  given = true;
   std::uint32_t flags = 0;
   std::uint32_t number = gDebugNum;
   bool has_out = false;
+  bool has_zip = false;
   vector* items = cache_split(text, ",");
   for (std::uint32_t i = 0; i < vec_size(items); i++) {
     const debug_option* option = find_option(string_at(items, i));
@@ -236,8 +241,10 @@ void db_namedFiles(const char* text, file_visitor visit) {
     flags |= option->dbo_flag;
     vector* args = item_arguments(string_at(items, i));
     const char* first = vec_size(args) != 0 ? string_at(args, 0) : nullptr;
-    if (option->dbo_optParser == parse_zip)
+    if (option->dbo_optParser == parse_zip && !has_zip) {
+      has_zip = true;
       visit(without_plus(first != nullptr ? first : DEFAULT_PACKAGE), "the package");
+    }
     if (option->dbo_optParser == parse_num && first != nullptr) read_number(first, &number);
     if (option->dbo_optParser == parse_out && first != nullptr) {
       has_out = true;

@@ -67,7 +67,7 @@ extern std::uint32_t gIndentColumns;  // indent in force, saturating
 void db_options(const char* text);
 
 // Shows `visit` each file that db_options would open or remove for these items, `+` left out. Opens nothing and warns
-// of nothing.
+// of nothing. A second call shows nothing, as the second of two options counts for nothing.
 void db_namedFiles(const char* items, file_visitor visit);
 
 // Writes to `stream`, and first to the terminal if gInDebugger is set. The caller flushes.

@@ -91,6 +91,7 @@ done <<'END'
 0|int ok;|cpp --qvdebug=num:1 preprocessor-1.out
 0|int ok;|cpp --qvdebug=num:5,on preprocessor-1.out
 0|int ok;|cpp --qvdebug=on,out:x preprocessor-1.out
+0|int ok;|cpp --qvdebug=num:1,zip:x,zip:ok.c --qvdebug=zip:ok.c,out:ok.c,on ok.c
 0||cpp - </dev/null >/dev/null
 0|int ok;|cpp ok.c /dev/null; cat ok.c
 0|int ok;|mkfifo p; cpp ok.c p & cat p
