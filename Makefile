@@ -88,7 +88,7 @@ fuzz:
 	@tools/setup build
 	$(call compile,asan,program)
 	cmake --build --preset asan --target cpp-ordinary
-	ASAN_OPTIONS=detect_leaks=0 fuzz/run build/asan/tnk/bin/cpp build/asan/cpp-ordinary
+	ASAN_OPTIONS=detect_leaks=0 fuzz/run build/asan/tnk/bin/cpp build/asan/cpp-ordinary 5000
 
 real: build
 	@tools/setup real

@@ -1,6 +1,6 @@
 """Runs two programs on the same files, and makes the input small that tells them apart.
 
-A process that uses this enters a folder of its own; every run reads and writes there.
+A process that runs programs enters a folder of its own first; every run reads and writes there.
 """
 import os
 import re
@@ -12,15 +12,21 @@ import time
 SECONDS = 20  # of one run
 SECONDS_TO_MINIMISE = 60
 BYTES_MAX = 256 << 20  # of one file that a run writes
+JOBS = min(2, os.cpu_count() or 1)
 SHARED_MEMORY = "/dev/shm"
 
 
-def enter_folder():
-    """Makes a scratch folder current and returns it; it goes when the result does."""
-    folder = tempfile.TemporaryDirectory(dir=SHARED_MEMORY if os.path.isdir(SHARED_MEMORY) else None)
-    os.chdir(folder.name)
+def scratch():
+    """A folder for the processes that run programs; it goes when the result does."""
+    return tempfile.TemporaryDirectory(dir=SHARED_MEMORY if os.path.isdir(SHARED_MEMORY) else None)
+
+
+def enter(folder):
+    """Makes a folder in `folder` current that no other process uses."""
+    own = os.path.join(folder, str(os.getpid()))
+    os.mkdir(own)
+    os.chdir(own)
     resource.setrlimit(resource.RLIMIT_FSIZE, (BYTES_MAX, BYTES_MAX))
-    return folder
 
 
 def write_files(files):
