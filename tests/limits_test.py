@@ -45,6 +45,10 @@ CASES = [  # name, in.c, pattern of the last line of output, pattern of the firs
     ("argument frames", "#define F(x) x\n#define M(x) " + "x F;" * 1500 + "\nM(1)|\n", r"(1 F;){1500}\|", ""),
     ("300 open calls of one macro", "#define f(x) [x]\n" + "f(" * 300 + "1" + ")" * 300 + "\n", r"\[{300}1\]{300}", ""),
     ("20,000 macros", "".join(f"#define r{i} {i}\n" for i in range(20000)) + "r1 r19999\n", "1 19999", ""),
+    ("every second of 1,000 names removed", "".join(f"#define u{i}x {i}\n" for i in range(1000)) +
+     "".join(f"#undef u{i}x\n" for i in range(0, 1000, 2)) + " ".join(f"u{i}x" for i in range(1000)) + "\n",
+     " ".join(str(i) if i % 2 else f"u{i}x" for i in range(1000)), ""),
+    ("a NUL ahead of the end of a block, the newline behind it", "x\n" * 32760 + "12345678\0abcdefghijk\n", "12345678", ""),
     ("100,000 lines of backslashes", "\\\\\n" * 100000 + "a\n", None, r"in.c: \d+: \(159\) too many calls to unget\(\)"),
     ("backslashes in -D", "X\n", None, None, ["-DX=" + "\\" * 10000]),
     ("backslashes in an argument", "#define I(x) x\nI(" + "\\" * 65000 + ")\n", None, None),
