@@ -23,6 +23,9 @@
 //   arguments :: in.c :: standard output :: standard error :: file path=text :: stdin=text :: wrote path=text :: env
 //   X=y
 //
+// In place of the output, `call => text ;; call => text ...` adds each call as a line of its own to in.c and expects
+// that text for it; markers and empty lines then don't count.
+//
 // Escapes are always on. The output begins with the first marker of in.c, which is left out, unless it is written as
 // `=text`. `!!` in place of a `::` stands for exit status 1.
 #include <fcntl.h>
@@ -57,6 +60,7 @@ struct Case {
   std::vector<string> args, env;
   string input, out, err;
   int status = 0;
+  bool pairs = false;  // `out` is without markers and empty lines
 };
 
 string gProgram;
@@ -214,6 +218,18 @@ void takeField(Case& c, const string& field) {
     c.error = "unknown field " + field;
 }
 
+void takePairs(Case& c, const string& field) {
+  c.pairs = true;
+  for (std::size_t at = 0, end; at < field.size(); at = end + 4) {
+    end = std::min(field.find(" ;; ", at), field.size());
+    const string pair = field.substr(at, end - at);
+    const std::size_t arrow = std::min(pair.find(" => "), pair.size());
+    if (arrow == pair.size()) c.error = "no => in " + pair;
+    c.files["in.c"] += unescape(pair.substr(0, arrow), c.error) + "\n";
+    if (arrow + 4 < pair.size()) c.out += unescape(pair.substr(arrow + 4), c.error) + "\n";
+  }
+}
+
 Case parseRow(const string& row) {
   Case c;
   bool failed = false;
@@ -222,7 +238,11 @@ Case parseRow(const string& row) {
   for (const string& word : splitWords(fields[0])) c.args.push_back(unescape(word, c.error));
   c.files["in.c"] = unescape(fields[1], c.error);
   const bool whole = fields[2].rfind('=', 0) == 0;
-  c.out = whole ? unescape(fields[2].substr(1), c.error) : "\n# 1 \"in.c\"\n" + unescape(fields[2], c.error);
+  if (fields[2].find(" => ") != string::npos) {
+    takePairs(c, fields[2]);
+  } else {
+    c.out = whole ? unescape(fields[2].substr(1), c.error) : "\n# 1 \"in.c\"\n" + unescape(fields[2], c.error);
+  }
   c.err = unescape(fields[3], c.error);
   for (std::size_t i = 4; i < fields.size(); i++) takeField(c, fields[i]);
   c.status = failed;
@@ -247,6 +267,13 @@ std::vector<std::pair<string, Case>> parseRows(const fs::path& path) {
     row.clear();
   }
   return cases;
+}
+
+string textLines(const string& output) {
+  string result;
+  for (const string& line : splitLines(output))
+    if (line != "\n" && line.rfind("# ", 0) != 0) result += line;
+  return result;
 }
 
 string visible(const string& line) {
@@ -303,7 +330,8 @@ class CaseTest : public testing::Test {
       ADD_FAILURE() << "the run was killed: " << strsignal(WTERMSIG(status));
     else
       EXPECT_EQ(WEXITSTATUS(status), case_.status) << "(exit status)";
-    expectText("standard output", filled(case_.out), readFile(root_ / "out"));
+    const string out = readFile(root_ / "out");
+    expectText("standard output", filled(case_.out), case_.pairs ? textLines(out) : out);
     expectText("standard error", filled(case_.err), readFile(root_ / "err"));
     for (const auto& [path, text] : case_.wrote) {
       EXPECT_TRUE(fs::exists(dir_ / path)) << path << " was not written";
