@@ -1,6 +1,7 @@
 #!/bin/sh
 # Opens a report in a browser without a screen: the contents' links lead to the headings in the main frame, the
-# rows shown are the macros of the run, the style sheet is in force, and there is something to look at.
+# rows shown are the macros of the run, and the style sheet is in force. That report and the page of qv4-report can be
+# read from 360 to 1,600 px, light and dark; the latter sorts and searches, and text of a macro in it is text.
 #
 # usage: tests/browser_test.sh [program]      default: $CPP_PROGRAM
 set -eu
@@ -71,5 +72,54 @@ __TIME__ | none
 ROWS
 diff -u expected rows
 
-browse --screenshot="$scratch/report.png" "file://$scratch/frames.html"
-test "$(wc -c <report.png)" -gt 10000
+# What makes a page unreadable: text beyond its edge, columns of a few letters, text too close to its ground.
+{
+  printf '#define MOVE(to, from) do { (to) = %s(from); } while (0)\n' "$(printf '((uint32_t)(REGISTER_%s)) | ' 1 2 3 4 5 6 7 8)"
+  # shellcheck disable=SC2016 # a script's backquotes
+  printf '#define A_NAME_AS_LONG_AS_IT_MAY_BE_31_ "</td><script>document.title = `run`</script>"\n'
+  printf '#define ID(x) x\nID(ID(2) A_NAME_AS_LONG_AS_IT_MAY_BE_31_)\nMOVE(ID(z), ID(a))\n'
+} >wide.c
+"$program" --udf=wide.html wide.c >out.i
+"$(dirname "$program")/qv4-report" wide.c page.html
+cat >widths.html <<'PAGE'
+<style>:root { color-scheme: light dark }</style><pre id="result"></pre><script>
+const light = c => c.match(/\d+/g).slice(0, 3).map(v => (v /= 255) <= .04 ? v / 12.92 : ((v + .055) / 1.055) ** 2.4)
+  .reduce((sum, v, i) => sum + v * [.2126, .7152, .0722][i], .05);
+onload = async () => {
+  const wrong = [], dark = matchMedia("(prefers-color-scheme: dark)").matches;
+  for (const width of [360, 420, 719, 721, 801, 1600]) for (const page of ["main_wide.html", "page.html"]) {
+    const frame = Object.assign(document.createElement("iframe"), {src: page, width, height: 600});
+    await new Promise(done => { frame.onload = done; document.body.append(frame); });
+    const shown = frame.contentDocument, ground = shown.body, look = e => frame.contentWindow.getComputedStyle(e);
+    const check = (good, what) => good || wrong.push(page + " " + width + (dark ? " dark " : " light ") + what);
+    check(shown.documentElement.scrollWidth <= width, "scrolls sideways");
+    check(light(look(ground).backgroundColor) < .5 == dark, "has the other scheme's ground");
+    for (const cell of shown.querySelectorAll("td")) {
+      const room = cell.clientWidth / parseFloat(look(cell).fontSize), text = cell.textContent.slice(0, 30);
+      check(room >= Math.min(text.length * .6, page == "page.html" ? 4 : 8), "has a narrow cell: " + text);
+      const own = look(cell).backgroundColor, back = light(/, 0\)/.test(own) ? look(ground).backgroundColor : own);
+      const fore = light(look(cell).color);
+      check(Math.max(fore, back) / Math.min(fore, back) >= 4.5, "has a pale cell: " + text);
+    }
+    if (page != "page.html") continue;
+    const rows = () => [...shown.querySelectorAll("tbody")[0].rows].filter(r => !r.hidden).map(r => r.cells[0].textContent);
+    const search = shown.getElementById("search"), heads = shown.querySelectorAll("th button");
+    heads[4].click(); heads[0].click(); heads[0].click();
+    search.value = "wide.c ID("; search.dispatchEvent(new frame.contentWindow.Event("input"));
+    const found = rows().filter(text => text.startsWith("ID")).join();
+    check(found == "ID(a),ID(z),ID(2),ID(ID(2) A_NAME_AS_LONG_AS_IT_MAY_BE_31_)", "sorts or finds wrongly: " + found);
+    check(shown.title == "Macros of wide.c" && shown.scripts.length == 1, "has run a macro's text");
+  }
+  document.getElementById("result").textContent = [...wrong.slice(0, 9), wrong.length + " wrong"].join("\n");
+};
+</script>
+PAGE
+for scheme in 0 1; do
+  browse --blink-settings=preferredColorScheme=$scheme --dump-dom "file://$scratch/widths.html" >dom
+  sed -n '/<pre/,/<\/pre>/p' dom | grep -q '>0 wrong<' || { sed -n '/<pre/,/<\/pre>/p' dom; exit 1; }
+  for page in main_wide page; do
+    browse --blink-settings=preferredColorScheme=$scheme --screenshot="$scratch/$page$scheme.png" "file://$scratch/$page.html"
+    test "$(wc -c <"$page$scheme.png")" -gt 10000
+  done
+done
+! cmp -s page0.png page1.png

@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
-"""Runs the snippets of the README's section "In your build" as they stand, in their order, in one folder.
+"""Runs the snippets of the README's section "In your build", and of docs/why-did-my-macro.md, as they stand, in their
+order, in one folder.
 
 A block of sh is run; another one is the file of that language, but for `text`, which is what the block ahead of it
 prints. A block that runs what it has built must do so anew when a header has changed."""
 import os, pathlib, re, subprocess, sys, tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-FILES = {"makefile": "Makefile", "ninja": "build.ninja", "cmake": "CMakeLists.txt"}
+FILES = {"c": "check.c", "makefile": "Makefile", "ninja": "build.ninja", "cmake": "CMakeLists.txt"}
 OPTIONAL = {"ninja", "cmake", "ccache", "avr-gcc", "sdcc"}
 
 
@@ -33,6 +34,7 @@ with tempfile.TemporaryDirectory() as scratch:
     environment = {**os.environ, "CCACHE_DIR": f"{scratch}/cache",
                    "PATH": f"{programs}:{ROOT}/tools/filters:{os.environ['PATH']}"}
     section = re.search(r"^## In your build\n(.*?)^## ", (ROOT / "README.md").read_text(), re.M | re.S)[1]
+    section += (ROOT / "docs/why-did-my-macro.md").read_text()
     for language, text in re.findall(r"^```(\w+)\n(.*?)^```$", section, re.M | re.S):
         if language in FILES:
             (folder / FILES[language]).write_text(text)
