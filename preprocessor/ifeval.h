@@ -2,13 +2,6 @@
 #ifndef PREPROCESSOR_IFEVAL_H
 #define PREPROCESSOR_IFEVAL_H
 
-#include <cstdint>
-
-struct if_value {
-  std::int64_t value;  // two's complement
-  bool is_signed;
-};
-
 // Reads the expression from the input; its first unit is still unread. Returns nonzero for true. The
 // newline that ended the expression is read again by the caller; after a failure, which counts as
 // true, the rest of the line is unread. Raises 117 to 134, 174, 175, 990, 1486, 1500, 2035.
