@@ -63,8 +63,6 @@ static bool is_open(const unsigned char* at) {
   return *at == '\\' || *at == '\r' || (*at == '?' && at[1] == '?');
 }
 
-static bool opens_comment(const unsigned char* at) { return at[0] == '/' && (at[1] == '*' || at[1] == '/'); }
-
 static unsigned char* skip_white(unsigned char* at) {
   while (char_isWhite(*at)) at++;
   return at;
@@ -147,6 +145,20 @@ static unsigned char* stop_ahead(block_text* text, unsigned char* at) {
   return nullptr;
 }
 
+// --- Control lines ---
+
+// At the `#` of a control line: where the next line begins, or, in a skipped group, where the rest of this one goes on;
+// or stopped ahead of it.
+static unsigned char* take_control(block_text* text, unsigned char* hash, std::int32_t* pending) {
+  const place_end end = control_lineInPlace(hash + 1, text->bare);
+  if (end.outcome == PLACE_ORDINARY) return stop_ahead(text, hash);
+  unsigned char* at = hash + (end.at - hash);
+  if (end.outcome == PLACE_DROP_REST) return at;
+  ++*pending;
+  gLine++;
+  return text->line = at + 1;
+}
+
 // --- Skipped groups ---
 
 // The rest of a skipped line that only the reader can tell.
@@ -165,16 +177,21 @@ static unsigned char* pass_leadingComments(block_text* text, unsigned char* at) 
   return *first == '#' || is_open(first) || (char_isGap(*first) && *first != '\n') ? stop_ahead(text, first) : first;
 }
 
-// From the start of a line in a skipped group. nullptr: stopped, and closed.
+// From within the line in hand in a skipped group to the start of the line behind the group. nullptr: stopped, and
+// closed.
 static unsigned char* pass_skippedLines(block_text* text, unsigned char* at, std::int32_t* pending) {
-  text->line = at;
-  for (;;) {
+  while (!gCompiling) {
     const block_pass pass = block_skipped(text->line, at, text->end);
     pass_lines(text, &pass);
     *pending += static_cast<std::int32_t>(pass.lines);
     at = pass.at;
     if (at == text->end) return stop_atLine(text, at);
     const bool first = block_isFirstOnLine(at, text->line);
+    if (*at == '#') {
+      at = take_control(text, at, pending);
+      if (at == nullptr) return nullptr;
+      continue;
+    }
     if (*at != '/') return first ? stop_ahead(text, at) : skip_ordinarily(text, at, pending);
     if (first) {
       at = pass_leadingComments(text, at);
@@ -186,21 +203,30 @@ static unsigned char* pass_skippedLines(block_text* text, unsigned char* at, std
     if (behind == nullptr) return skip_ordinarily(text, at, pending);
     at = behind;
   }
+  return at;
 }
 
 // --- The start of a line ---
 
 // From the start of a line to the first byte of text, with all written that is owed ahead of it.
 static unsigned char* begin_text(block_text* text, unsigned char* at, std::int32_t* pending) {
+  text->line = at;
   for (;;) {
+    if (!gCompiling) {
+      at = pass_skippedLines(text, at, pending);
+      if (at == nullptr) return nullptr;
+    }
     if (at == text->end || text->frame->depth_due) return stop_atLine(text, at);
-    if (!gCompiling) return pass_skippedLines(text, at, pending);
-    text->line = at;
     bool any = false;
     unsigned char* first = pass_gap(text, &at, &any);
     if (first == nullptr) return stop_ahead(text, at);
+    if (*first == '#') {
+      at = take_control(text, first, pending);
+      if (at == nullptr) return nullptr;
+      continue;
+    }
     if (*first != '\n') {
-      const bool usual = *first != '#' && !char_isGap(*first) && !is_open(first);
+      const bool usual = !char_isGap(*first) && !is_open(first);
       if (!usual) return stop_ahead(text, first);
       *pending = line_gap(*pending);
       text->from = first;
@@ -208,7 +234,7 @@ static unsigned char* begin_text(block_text* text, unsigned char* at, std::int32
     }
     ++*pending;
     gLine++;
-    at = first + 1;
+    text->line = at = first + 1;
   }
 }
 

@@ -1,8 +1,7 @@
 // The directive processor.
 //
 // A word is recognised by a hash of two of its characters, which selects one row of the table of
-// directives, and one comparison with that row's word. Conditionals keep a stack of flags; the base
-// entry's flags are gCompiling.
+// directives, and one comparison with that row's word.
 #include "preprocessor/cpp2.h"
 
 #include <cstdlib>
@@ -14,11 +13,12 @@
 #include "preprocessor/define.h"
 #include "preprocessor/expand_trace.h"
 #include "preprocessor/ifeval.h"
+#include "preprocessor/inplace.h"
 #include "preprocessor/output.h"
 
 // --- Parts that the directives share ---
 
-static void check_lineEnd() {
+void check_lineEnd() {
   if (skip_ws() == '\n') return;
   alert(163u);
   skip_line();
@@ -31,104 +31,6 @@ static void collect_rest() {
   for (; c != '\n' && c != 0; c = get()) work_put(c);
   unget();
   work_put(0);
-}
-
-static bool is_lineEnd(SourceChar c) { return c == '\n' || c == 0; }
-
-// --- Conditionals ---
-
-static bool push_conditional(std::uint8_t flags) {
-  if (gIfTop == gIfStack + IF_STACK_ENTRIES - 1) {
-    alert(144u);
-    return false;
-  }
-  gIfTop++;
-  *gIfTop = {flags, gLine};
-  return true;
-}
-
-// Message 108; the newline is read again by the line end check.
-static void report_noArgument() {
-  alert(108u);
-  skip_line();
-  unget();
-}
-
-static void select_branch(bool condition) {
-  gCompiling = condition;
-  if (condition) gIfTop->flags |= IF_TRUE_SEEN;
-}
-
-static void evaluate_condition() {
-  const SourceChar c = skip_ws();
-  unget();
-  if (is_lineEnd(c)) {
-    report_noArgument();
-  } else {
-    select_branch(eval_if() != 0);
-  }
-  check_lineEnd();
-}
-
-static void do_if() {
-  push_conditional(IF_WAS_COMPILING);
-  evaluate_condition();
-}
-
-static void open_byName(bool when_defined) {
-  push_conditional(IF_WAS_COMPILING);
-  const SourceChar c = skip_ws();
-  if (char_class(c) == CC_LETTER) {
-    select_branch((scan_lookup(c) != nullptr) == when_defined);
-  } else {
-    if (is_lineEnd(c)) unget();
-    report_noArgument();
-  }
-  check_lineEnd();
-}
-
-static void do_ifdef() { open_byName(true); }
-static void do_ifndef() { open_byName(false); }
-
-// Message 102 or 101 for a branch that has no conditional or follows its #else; the line is dropped.
-static bool refuse_branch() {
-  if (gIfTop != gIfStack && (gIfTop->flags & IF_ELSE_SEEN) == 0) return false;
-  sc_alert(gIfTop == gIfStack ? 102 : 101, gToken);
-  skip_line();
-  return true;
-}
-
-static void do_elif() {
-  if (refuse_branch()) return;
-  if ((gIfTop->flags & (IF_WAS_COMPILING | IF_TRUE_SEEN)) != IF_WAS_COMPILING) {
-    gCompiling = 0;
-    skip_line();
-    return;
-  }
-  gIfTop->line = gLine;
-  evaluate_condition();
-}
-
-static void do_else() {
-  if (refuse_branch()) return;
-  gIfTop->flags |= IF_ELSE_SEEN;
-  if ((gIfTop->flags & IF_WAS_COMPILING) != 0) {
-    gCompiling = !gCompiling && (gIfTop->flags & IF_TRUE_SEEN) == 0;
-  }
-  check_lineEnd();
-}
-
-static void do_endif() {
-  if (gIfTop == gIfStack) {
-    sc_alert(102, gToken);
-    skip_line();
-    return;
-  }
-  const bool was_compiling = (gIfTop->flags & IF_WAS_COMPILING) != 0;
-  if (!gCompiling && was_compiling) gLineStale = true;
-  gCompiling = was_compiling;
-  gIfTop--;
-  check_lineEnd();
 }
 
 // --- Directives that carry text ---
@@ -194,6 +96,7 @@ struct directive {
   skipped_action when_skipped;
   bool newline_first;  // the directive writes text of its own
   void (*run)();       // for those that leave the count at pending + 1; else nullptr
+  place_end (*run_inPlace)(const unsigned char* at, bool expand);  // or nullptr: it needs the reader
 };
 
 enum directive_row : std::uint8_t {
@@ -206,28 +109,28 @@ enum directive_row : std::uint8_t {
 
 // clang-format off
 constexpr directive kDirectives[] = {
-    // word       when skipped  newline first  action
-    {"if",        NEST,         false,         do_if},
-    {"ifdef",     NEST,         false,         do_ifdef},
-    {"ifndef",    NEST,         false,         do_ifndef},
-    {"elif",      PROCESS,      false,         do_elif},
-    {"else",      PROCESS,      false,         do_else},
-    {"endif",     PROCESS,      false,         do_endif},
-    {"fi",        PROCESS,      false,         do_endif},
-    {"include",   DROP_LINE,    false,         do_include},
-    {"define",    DROP_LINE,    false,         do_defineLine},
-    {"undef",     DROP_LINE,    false,         do_undefLine},
-    {"undefine",  DROP_LINE,    false,         do_undefLine},
-    {"line",      DROP_LINE,    true,          do_line},
-    {"pragma",    DROP_LINE,    true,          nullptr},
-    {"ident",     DROP_LINE,    false,         check_lineEnd},
-    {"assert",    DROP_LINE,    false,         do_assert},
-    {"error",     DROP_LINE,    false,         do_error},
-    {"warning",   DROP_LINE,    false,         do_warning},
-    {"advisory",  DROP_LINE,    false,         do_advisory},
-    {"info",      DROP_LINE,    false,         do_info},
-    {"asm",       DROP_LINE,    true,          nullptr},
-    {"endasm",    DROP_LINE,    true,          nullptr},
+    // word       when skipped  newline first  action         in place
+    {"if",        NEST,         false,         do_if,         do_ifInPlace},
+    {"ifdef",     NEST,         false,         do_ifdef,      do_ifdefInPlace},
+    {"ifndef",    NEST,         false,         do_ifndef,     do_ifndefInPlace},
+    {"elif",      PROCESS,      false,         do_elif,       do_elifInPlace},
+    {"else",      PROCESS,      false,         do_else,       do_elseInPlace},
+    {"endif",     PROCESS,      false,         do_endif,      do_endifInPlace},
+    {"fi",        PROCESS,      false,         do_endif,      nullptr},
+    {"include",   DROP_LINE,    false,         do_include,    nullptr},
+    {"define",    DROP_LINE,    false,         do_defineLine, nullptr},
+    {"undef",     DROP_LINE,    false,         do_undefLine,  nullptr},
+    {"undefine",  DROP_LINE,    false,         do_undefLine,  nullptr},
+    {"line",      DROP_LINE,    true,          do_line,       nullptr},
+    {"pragma",    DROP_LINE,    true,          nullptr,       nullptr},
+    {"ident",     DROP_LINE,    false,         check_lineEnd, nullptr},
+    {"assert",    DROP_LINE,    false,         do_assert,     nullptr},
+    {"error",     DROP_LINE,    false,         do_error,      nullptr},
+    {"warning",   DROP_LINE,    false,         do_warning,    nullptr},
+    {"advisory",  DROP_LINE,    false,         do_advisory,   nullptr},
+    {"info",      DROP_LINE,    false,         do_info,       nullptr},
+    {"asm",       DROP_LINE,    true,          nullptr,       nullptr},
+    {"endasm",    DROP_LINE,    true,          nullptr,       nullptr},
 };
 // clang-format on
 static_assert(sizeof kDirectives / sizeof kDirectives[0] == DIRECTIVES);
@@ -235,16 +138,17 @@ static_assert(sizeof kDirectives / sizeof kDirectives[0] == DIRECTIVES);
 // The first character and twice the third.
 constexpr std::uint32_t word_hash(SourceChar first, SourceChar third) { return first + 2 * third; }
 
-// The row that a word may stand in, by its hash.
-static directive_row candidate() {
-  if (gTokenLength < 2) return DIR_UNKNOWN;
-  switch (word_hash(gToken[0], gToken[2])) {
+// The row that a word of at least two characters may stand in, by its hash. The word's fourth one is looked at only
+// where there are three.
+template <class Unit>
+static directive_row candidate(const Unit* word, std::uint32_t length) {
+  switch (word_hash(word[0], length > 2 ? word[2] : 0)) {
     case word_hash('i', 0): return DIR_IF;
     case word_hash('i', 'd'): return DIR_IFDEF;
     case word_hash('i', 'n'): return DIR_IFNDEF;
     case word_hash('e', 'i'): return DIR_ELIF;
     case word_hash('e', 's'): return DIR_ELSE;
-    case word_hash('e', 'd'): return gToken[3] == 'a' ? DIR_ENDASM : DIR_ENDIF;
+    case word_hash('e', 'd'): return word[3] == 'a' ? DIR_ENDASM : DIR_ENDIF;
     case word_hash('f', 0): return cmode_has(CMODE_VLLINK) != 0 ? DIR_FI : DIR_UNKNOWN;
     case word_hash('i', 'c'): return DIR_INCLUDE;
     case word_hash('d', 'f'): return DIR_DEFINE;
@@ -265,7 +169,7 @@ static directive_row candidate() {
 static bool is_word(directive_row row) { return sc_compareNarrow(gToken, kDirectives[row].word) == 0; }
 
 static directive_row recognise() {
-  const directive_row row = candidate();
+  const directive_row row = gTokenLength < 2 ? DIR_UNKNOWN : candidate(gToken, gTokenLength);
   if (row == DIR_UNKNOWN || is_word(row)) return row;
   if (row == DIR_UNDEF && cmode_has(CMODE_VLASM) != 0 && is_word(DIR_UNDEFINE)) return DIR_UNDEFINE;
   return DIR_UNKNOWN;
@@ -328,7 +232,7 @@ static bool drop_skipped(directive_row row) {
   if (gCompiling || row == DIR_UNKNOWN) return false;
   const skipped_action action = kDirectives[row].when_skipped;
   if (action == PROCESS) return false;
-  if (action == NEST) push_conditional(0);
+  if (action == NEST) cond_openSkipped();
   skip_line();
   return true;
 }
@@ -365,4 +269,37 @@ std::int32_t control_line(std::int32_t pending) {
     kDirectives[row].run();
   }
   return pending + 1;
+}
+
+// --- In place ---
+
+// The row of the word from `at` to `end`; DIR_UNKNOWN also for words of the compatibility modes.
+static directive_row recognise_inPlace(const unsigned char* at, const unsigned char* end) {
+  const auto length = static_cast<std::uint32_t>(end - at);
+  const directive_row row = length < 2 ? DIR_UNKNOWN : candidate(at, length);
+  if (row == DIR_UNKNOWN) return row;
+  const char* word = kDirectives[row].word;
+  return std::strncmp(word, reinterpret_cast<const char*>(at), length) == 0 && word[length] == 0 ? row : DIR_UNKNOWN;
+}
+
+// Is the word complete at `end`, whatever the reader makes of the byte there? A comment goes on where the line is
+// evaluated, but is left to the reader where it is dropped, since it may hold line ends.
+static bool is_wordEnd(const unsigned char* end, bool evaluated) {
+  if (*end == '\r') return place_isLineEnd(end);
+  return *end != '\\' && *end != '?' && (evaluated || *end != '/');
+}
+
+place_end control_lineInPlace(const unsigned char* at, bool expand) {
+  while (char_isWhite(*at)) at++;
+  const unsigned char* end = place_wordEnd(at);
+  const directive_row row = recognise_inPlace(at, end);
+  if (row == DIR_UNKNOWN) return {PLACE_ORDINARY, nullptr};
+  const directive& found = kDirectives[row];
+  if (gCompiling || found.when_skipped == PROCESS) {
+    const bool taken = found.run_inPlace != nullptr && is_wordEnd(end, true);
+    return taken ? found.run_inPlace(end, expand) : place_end{PLACE_ORDINARY, nullptr};
+  }
+  if (!is_wordEnd(end, false) || (found.when_skipped == NEST && cond_isFull())) return {PLACE_ORDINARY, nullptr};
+  if (found.when_skipped == NEST) cond_openSkipped();
+  return {PLACE_DROP_REST, end};
 }

@@ -72,4 +72,12 @@ inline bool number_accepts(number_state* state, SourceChar c) {
   return number_acceptsSuffix(state, c);
 }
 
+// --- Comments ---
+
+// Does a comment begin at `at`?
+template <class Unit>
+bool opens_comment(const Unit* at) {
+  return at[0] == '/' && (at[1] == '*' || at[1] == '/');
+}
+
 #endif
