@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
 
@@ -68,8 +69,8 @@ void out_name(const SourceChar* name) {
 
 static void out_number(std::int32_t number) {
   char digits[16];
-  std::snprintf(digits, sizeof digits, "%d", static_cast<int>(number));
-  out_text(digits);
+  const char* end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+  out_bytes(reinterpret_cast<const unsigned char*>(digits), static_cast<std::size_t>(end - digits));
 }
 
 // Names are written only when they change, so that a marker within one file stays short.
