@@ -33,7 +33,6 @@ struct place_call {
 
 template <class Unit>
 struct place_text {
-  const Unit* at;
   const Unit* end;         // absent: the line, up to its newline
   const place_call* call;  // present in the body of a function-like macro
 };
@@ -45,15 +44,32 @@ struct place {
   evaluator e;
 };
 
-// All of these return false for the ordinary road.
+// Takes tokens from `at` on, up to the end of the text. This and all operations on tokens return the position behind
+// what they have taken, or nullptr for the ordinary road.
 template <class Unit>
-static bool run(place* in, place_text<Unit>* text);
+static const Unit* run(place* in, const place_text<Unit>* text, const Unit* at);
 
-static bool push(place* in, std::int64_t value, bool is_signed) {
-  return if_pushValue(&in->e, value, is_signed) == IF_GOES_ON;
+template <class Unit>
+static const Unit* push(place* in, const Unit* behind, std::int64_t value, bool is_signed) {
+  return if_pushValue(&in->e, value, is_signed) == IF_GOES_ON ? behind : nullptr;
 }
 
-static bool apply(place* in, std::uint8_t op) { return if_applyOperator(&in->e, op) == IF_GOES_ON; }
+template <class Unit>
+static const Unit* apply(place* in, const Unit* behind, if_operator op) {
+  return if_applyOperator(&in->e, op) == IF_GOES_ON ? behind : nullptr;
+}
+
+static int class_of(unsigned char c) { return char_classTable.of[c]; }
+static int class_of(SourceChar c) {
+  if (!char_isByte(c)) return CC_OTHER;
+  return char_classTable.of[c];
+}
+
+static const unsigned char* skip_gap(const unsigned char* at) { return place_gap(at); }
+static const SourceChar* skip_gap(const SourceChar* at) {
+  while (char_isWhite(*at)) at++;
+  return at;
+}
 
 // --- Names ---
 
@@ -71,11 +87,11 @@ static void take_bytes(place_name* name, const SourceChar* at) {
   name->bytes = name->copy;
 }
 
-// The name at `at`; its end, or nullptr if a mark of a body lies in it or behind it.
+// Not where a mark of a body lies behind the name: it goes on there.
 template <class Unit>
 static const Unit* read_name(place_name* name, const Unit* at) {
   const Unit* end = place_wordEnd(at);
-  if (end == at || !char_isByte(*end) || end - at > static_cast<std::ptrdiff_t>(gIdentifierMax)) return nullptr;
+  if (!char_isByte(*end) || end - at > static_cast<std::ptrdiff_t>(gIdentifierMax)) return nullptr;
   name->length = static_cast<std::uint32_t>(end - at);
   take_bytes(name, at);
   return end;
@@ -85,46 +101,44 @@ static bool is_named(const place_name* name, const char* word, std::uint32_t len
   return name->length == length && std::memcmp(name->bytes, word, length) == 0;
 }
 
-static const unsigned char* skip_gap(const unsigned char* at) { return place_gap(at); }
-static const SourceChar* skip_gap(const SourceChar* at) {
-  while (char_isWhite(*at)) at++;
-  return at;
-}
-
-// Behind the word `defined`.
+// From behind the word `defined`.
 template <class Unit>
-static bool run_defined(place* in, place_text<Unit>* text) {
-  const Unit* at = skip_gap(text->at);
+static const Unit* run_defined(place* in, const Unit* at) {
+  at = skip_gap(at);
   const bool in_parens = at != nullptr && *at == '(';
   if (in_parens) at = skip_gap(at + 1);
-  if (at == nullptr || char_class(*at) != CC_LETTER) return false;
+  if (at == nullptr || class_of(*at) != CC_LETTER) return nullptr;
   place_name name;
   at = read_name(&name, at);
-  if (at != nullptr && in_parens) {
+  if (at == nullptr) return nullptr;
+  if (in_parens) {
     at = skip_gap(at);
-    at = at != nullptr && *at == ')' ? at + 1 : nullptr;
+    if (at == nullptr || *at++ != ')') return nullptr;
   }
-  if (at == nullptr) return false;
   const macro_def* macro = macro_find(name.bytes, name.length);
-  if (macro != nullptr && macro->disable != 0) return false;
-  text->at = at;
-  return push(in, macro != nullptr, true);
+  if (macro != nullptr && macro->disable != 0) return nullptr;
+  return push(in, at, macro != nullptr, true);
 }
 
 // --- Macros ---
 
-// A body that begins with nothing, or with white space, is no token of an expression.
+// False: the ordinary road. A body that begins with nothing, or with white space, is no token of an expression.
 static bool run_body(place* in, macro_def* macro, const place_call* call) {
   if (macro->body == nullptr || (macro->traits & BODY_HAS_OPERATORS) != 0) return false;
-  if (macro->body_length - 1 >= PLACE_BODY_MAX || char_class(macro->body[0]) == CC_SPACE) return false;
+  if (macro->body_length - 1 >= PLACE_BODY_MAX || char_isWhite(macro->body[0])) return false;
   if (++in->expansions > PLACE_EXPANSIONS_MAX || in->nesting == PLACE_NESTING_MAX) return false;
-  place_text<SourceChar> body = {macro->body, macro->body + macro->body_length, call};
+  const place_text<SourceChar> body = {macro->body + macro->body_length, call};
   in->nesting++;
   macro->disable++;
-  const bool done = run(in, &body);
+  const bool done = run<SourceChar>(in, &body, macro->body) != nullptr;
   macro->disable--;
   in->nesting--;
   return done;
+}
+
+static const unsigned char* skip_white(const unsigned char* at) {
+  while (char_isWhite(*at)) at++;
+  return at;
 }
 
 static bool add_argument(place_call* call, const unsigned char* start, const unsigned char* end) {
@@ -134,12 +148,7 @@ static bool add_argument(place_call* call, const unsigned char* start, const uns
   return true;
 }
 
-static const unsigned char* skip_white(const unsigned char* at) {
-  while (char_isWhite(*at)) at++;
-  return at;
-}
-
-// From behind the `(` to the `)`, or nullptr at whatever is more than itself in a list of arguments.
+// From behind the `(` to the `)`. Not over whatever is more than itself in a list of arguments.
 static const unsigned char* read_arguments(place_call* call, const unsigned char* at) {
   const unsigned char* start = at = skip_white(at);
   call->count = 0;
@@ -174,126 +183,116 @@ static const unsigned char* read_arguments(place_call* call, const unsigned char
   }
 }
 
-// In the line itself, behind the name. A number that ends the text could go on behind the call.
-static bool run_call(place* in, place_text<unsigned char>* text, macro_def* macro) {
-  if (text->end != nullptr) return false;
-  const unsigned char* at = skip_gap(text->at);
-  if (at == nullptr || *at != '(') return false;
+// In the line itself, from behind the name. A number that ends the text could go on behind the call.
+static const unsigned char* run_call(place* in, const place_text<unsigned char>* text, const unsigned char* at,
+                                     macro_def* macro) {
+  if (text->end != nullptr) return nullptr;
+  at = skip_gap(at);
+  if (at == nullptr || *at != '(') return nullptr;
   place_call call;
   at = read_arguments(&call, at + 1);
-  if (at == nullptr || static_cast<std::int32_t>(call.count) != macro->nargs || char_isWord(at[1])) return false;
-  text->at = at + 1;
-  return run_body(in, macro, &call);
+  if (at == nullptr || static_cast<std::int32_t>(call.count) != macro->nargs || char_isWord(at[1])) return nullptr;
+  return run_body(in, macro, &call) ? at + 1 : nullptr;
 }
 
-static bool run_call(place*, place_text<SourceChar>*, macro_def*) { return false; }
+static const SourceChar* run_call(place*, const place_text<SourceChar>*, const SourceChar*, macro_def*) {
+  return nullptr;
+}
 
 template <class Unit>
-static bool run_name(place* in, place_text<Unit>* text) {
+static const Unit* run_name(place* in, const place_text<Unit>* text, const Unit* at) {
   place_name name;
-  const Unit* end = read_name(&name, text->at);
-  if (end == nullptr) return false;
-  text->at = end;
+  at = read_name(&name, at);
+  if (at == nullptr) return nullptr;
   macro_def* macro = macro_find(name.bytes, name.length);
   if (macro == nullptr) {
-    if (is_named(&name, "defined", 7)) return run_defined(in, text);
-    return !is_named(&name, "sizeof", 6) && push(in, 0, true);
+    if (is_named(&name, "defined", 7)) return run_defined(in, at);
+    return is_named(&name, "sizeof", 6) ? nullptr : push(in, at, 0, true);
   }
-  if (!in->expand || macro->disable != 0) return false;
-  if (macro->nargs >= 0) return run_call(in, text, macro);
-  return macro->nargs == MACRO_OBJECT && run_body(in, macro, nullptr);
-}
-
-// A marker of a parameter. Its text must not run together with what follows it in the body.
-static bool run_argument(place* in, place_text<SourceChar>* text) {
-  const SourceChar n = *text->at - CH_PARAM_BASE;
-  const SourceChar next = *++text->at;
-  if (text->call == nullptr || n >= text->call->count || char_isWord(next) || !char_isByte(next)) return false;
-  place_text<unsigned char> argument = {text->call->arguments[n].start, text->call->arguments[n].end, nullptr};
-  return run(in, &argument);
+  if (!in->expand || macro->disable != 0) return nullptr;
+  if (macro->nargs >= 0) return run_call(in, text, at, macro);
+  return macro->nargs == MACRO_OBJECT && run_body(in, macro, nullptr) ? at : nullptr;
 }
 
 // --- Other tokens ---
 
 template <class Unit>
-static bool run_number(place* in, place_text<Unit>* text) {
-  const if_value number = if_readNumber(*text->at, [text] { return static_cast<SourceChar>(*++text->at); });
-  return char_isByte(*text->at) && push(in, number.value, number.is_signed);
+static const Unit* run_number(place* in, const Unit* at) {
+  const if_value number = if_readNumber(*at, [&at] { return static_cast<SourceChar>(*++at); });
+  return char_isByte(*at) ? push(in, at, number.value, number.is_signed) : nullptr;
 }
 
 // One ordinary character between quotes.
 template <class Unit>
-static bool run_character(place* in, place_text<Unit>* text) {
-  const Unit* at = text->at;
-  if (at[0] != '\'' || at[1] == '\'' || at[1] == '\\' || at[1] == '?' || at[1] == '\n' || at[1] == 0) return false;
-  if (!char_isByte(at[1]) || at[2] != '\'') return false;
-  text->at = at + 3;
-  return push(in, static_cast<std::int64_t>(at[1]), true);
+static const Unit* run_character(place* in, const Unit* at) {
+  if (at[0] != '\'' || at[1] == '\'' || at[1] == '\\' || at[1] == '?' || at[1] == '\n' || at[1] == 0) return nullptr;
+  if (!char_isByte(at[1]) || at[2] != '\'') return nullptr;
+  return push(in, at + 3, static_cast<std::int64_t>(at[1]), true);
 }
 
-// An operator may have a second character. It must not be looked for behind the end of a text, or in an argument.
 template <class Unit>
-static bool run_operator(place* in, place_text<Unit>* text, int code) {
-  const Unit* at = text->at;
-  if (if_beginsPair(*at)) {
-    if (at + 1 == text->end || !char_isByte(at[1])) return false;
-    const if_operator pair = if_pair(*at, at[1]);
-    if (pair != OP_NONE) {
-      text->at = at + 2;
-      return apply(in, pair);
-    }
-  }
+static const Unit* run_single(place* in, const Unit* at, int code) {
   const if_operator op = if_single(*at, code);
-  text->at = at + 1;
-  return op != OP_NONE && apply(in, op);
+  return op != OP_NONE ? apply(in, at + 1, op) : nullptr;
+}
+
+// An operator that may have a second character. It must not be looked for behind the end of a text, or in an argument.
+template <class Unit>
+static const Unit* run_pair(place* in, const place_text<Unit>* text, const Unit* at, int code) {
+  if (at + 1 == text->end || !char_isByte(at[1])) return nullptr;
+  const if_operator pair = if_pair(*at, at[1]);
+  return pair != OP_NONE ? apply(in, at + 2, pair) : run_single(in, at, code);
 }
 
 // A slash that ends its text could open a comment with what follows.
 template <class Unit>
-static bool run_slash(place* in, place_text<Unit>* text) {
-  const Unit* at = text->at;
-  if (at + 1 == text->end) return false;
-  if (!opens_comment(at)) {
-    text->at = at + 1;
-    return apply(in, OP_DIVIDE);
-  }
-  if (text->end != nullptr) return false;
-  text->at = skip_gap(at);
-  return text->at != nullptr;
+static const Unit* run_slash(place* in, const place_text<Unit>* text, const Unit* at) {
+  if (at + 1 == text->end) return nullptr;
+  if (!opens_comment(at)) return apply(in, at + 1, OP_DIVIDE);
+  return text->end == nullptr ? skip_gap(at) : nullptr;
 }
 
 // --- The texts ---
 
-// At a unit that no expression holds: the end of the line, or a marker.
-static bool run_other(place*, place_text<unsigned char>*) { return false; }
-static bool run_other(place* in, place_text<SourceChar>* text) {
-  return ch_isParam(*text->at) && run_argument(in, text);
+static const unsigned char* run_other(place*, const place_text<unsigned char>*, const unsigned char*) {
+  return nullptr;
 }
 
-// Takes tokens up to the end of the text.
+// A marker of a parameter. Its text must not run together with what follows it in the body.
+static const SourceChar* run_other(place* in, const place_text<SourceChar>* text, const SourceChar* at) {
+  const SourceChar n = *at++ - CH_PARAM_BASE;
+  if (text->call == nullptr || n >= text->call->count || char_isWord(*at) || !char_isByte(*at)) return nullptr;
+  const place_range* argument = &text->call->arguments[n];
+  const place_text<unsigned char> raw = {argument->end, nullptr};
+  return run(in, &raw, argument->start) != nullptr ? at : nullptr;
+}
+
 template <class Unit>
-static bool run(place* in, place_text<Unit>* text) {
-  while (text->at != text->end) {
-    const int code = char_class(*text->at);
-    bool usual;
+static const Unit* run(place* in, const place_text<Unit>* text, const Unit* at) {
+  while (at != text->end) {
+    const int code = class_of(*at);
     switch (code) {
-      case CC_SPACE: text->at++; continue;
-      case CC_LETTER: usual = run_name(in, text); break;
-      case CC_DIGIT: usual = run_number(in, text); break;
-      case CC_QUOTE: usual = run_character(in, text); break;
-      case CC_SLASH: usual = run_slash(in, text); break;
+      case CC_SPACE: at++; continue;
+      case CC_LETTER: at = run_name(in, text, at); break;
+      case CC_DIGIT: at = run_number(in, at); break;
+      case CC_QUOTE: at = run_character(in, at); break;
+      case CC_SLASH: at = run_slash(in, text, at); break;
+      case CC_EQUAL:
+      case CC_NOT:
+      case CC_AND:
+      case CC_OR:
+      case CC_LESS:
+      case CC_GREATER: at = run_pair(in, text, at, code); break;
       case CC_OTHER:
-        if (text->end == nullptr && (*text->at == '\n' || *text->at == '\r')) return true;
-        usual = run_other(in, text);
+        if (text->end == nullptr && (*at == '\n' || *at == '\r')) return at;
+        at = run_other(in, text, at);
         break;
-      case CC_QUESTION:
-        if (text->at[1] == '?') return false;
-        [[fallthrough]];
-      default: usual = run_operator(in, text, code); break;
+      case CC_QUESTION: at = at[1] == '?' ? nullptr : run_single(in, at, code); break;
+      default: at = run_single(in, at, code); break;
     }
-    if (!usual) return false;
+    if (at == nullptr) return nullptr;
   }
-  return true;
+  return at;
 }
 
 const unsigned char* if_evaluateInPlace(const unsigned char* at, bool expand, bool* truth) {
@@ -301,9 +300,10 @@ const unsigned char* if_evaluateInPlace(const unsigned char* at, bool expand, bo
   in.expand = expand;
   in.expansions = in.nesting = 0;
   if_begin(&in.e, true);
-  place_text<unsigned char> line = {at, nullptr, nullptr};
-  if (!run(&in, &line) || !place_isLineEnd(line.at)) return nullptr;
+  const place_text<unsigned char> line = {nullptr, nullptr};
+  at = run(&in, &line, at);
+  if (at == nullptr || !place_isLineEnd(at)) return nullptr;
   if (if_applyOperator(&in.e, OP_END) != IF_FINISHED || in.e.unusual) return nullptr;
   *truth = if_result(&in.e);
-  return *line.at == '\n' ? line.at : line.at + 1;
+  return *at == '\n' ? at : at + 1;
 }

@@ -26,47 +26,47 @@ enum operator_place : bool { AHEAD_OF_VALUE = false, BEHIND_VALUE = true };
 enum operator_successor : bool { THEN_OPERAND = false, THEN_OPERATOR = true };
 
 struct operator_row {
-  const char* text;             // in messages
   if_level level;               // with which it arrives
   if_level pushed;              // with which it lies on the stack
   operator_place place;         // anywhere else: 120
   operator_successor followed;  // what comes next
+  char text[20];                // in messages
 };
 
-constexpr operator_row kUnused = {"", LEVEL_END, LEVEL_END, AHEAD_OF_VALUE, THEN_OPERAND};
+constexpr operator_row kUnused = {LEVEL_END, LEVEL_END, AHEAD_OF_VALUE, THEN_OPERAND, ""};
 
 constexpr operator_row kOperators[] = {
-    {"end of expression", LEVEL_END, LEVEL_END, BEHIND_VALUE, THEN_OPERAND},
+    {LEVEL_END, LEVEL_END, BEHIND_VALUE, THEN_OPERAND, "end of expression"},
     kUnused,
     kUnused,
-    {"+", LEVEL_SUM, LEVEL_SUM, BEHIND_VALUE, THEN_OPERAND},
-    {"-", LEVEL_SUM, LEVEL_SUM, BEHIND_VALUE, THEN_OPERAND},
-    {"*", LEVEL_PRODUCT, LEVEL_PRODUCT, BEHIND_VALUE, THEN_OPERAND},
-    {"/", LEVEL_PRODUCT, LEVEL_PRODUCT, BEHIND_VALUE, THEN_OPERAND},
-    {"%", LEVEL_PRODUCT, LEVEL_PRODUCT, BEHIND_VALUE, THEN_OPERAND},
-    {"<<", LEVEL_SHIFT, LEVEL_SHIFT, BEHIND_VALUE, THEN_OPERAND},
-    {">>", LEVEL_SHIFT, LEVEL_SHIFT, BEHIND_VALUE, THEN_OPERAND},
-    {"&", LEVEL_AND, LEVEL_AND, BEHIND_VALUE, THEN_OPERAND},
-    {"|", LEVEL_OR, LEVEL_OR, BEHIND_VALUE, THEN_OPERAND},
-    {"^", LEVEL_XOR, LEVEL_XOR, BEHIND_VALUE, THEN_OPERAND},
-    {"==", LEVEL_EQUALITY, LEVEL_EQUALITY, BEHIND_VALUE, THEN_OPERAND},
-    {"!=", LEVEL_EQUALITY, LEVEL_EQUALITY, BEHIND_VALUE, THEN_OPERAND},
-    {"<", LEVEL_RELATION, LEVEL_RELATION, BEHIND_VALUE, THEN_OPERAND},
-    {"<=", LEVEL_RELATION, LEVEL_RELATION, BEHIND_VALUE, THEN_OPERAND},
-    {">=", LEVEL_RELATION, LEVEL_RELATION, BEHIND_VALUE, THEN_OPERAND},
-    {">", LEVEL_RELATION, LEVEL_RELATION, BEHIND_VALUE, THEN_OPERAND},
-    {"&&", LEVEL_AND_IF, LEVEL_AND_IF, BEHIND_VALUE, THEN_OPERAND},
-    {"||", LEVEL_OR_ELSE, LEVEL_OR_ELSE, BEHIND_VALUE, THEN_OPERAND},
-    {"?", LEVEL_CHOICE, LEVEL_QUESTION, BEHIND_VALUE, THEN_OPERAND},
-    {":", LEVEL_CHOICE, LEVEL_CHOICE, BEHIND_VALUE, THEN_OPERAND},
+    {LEVEL_SUM, LEVEL_SUM, BEHIND_VALUE, THEN_OPERAND, "+"},
+    {LEVEL_SUM, LEVEL_SUM, BEHIND_VALUE, THEN_OPERAND, "-"},
+    {LEVEL_PRODUCT, LEVEL_PRODUCT, BEHIND_VALUE, THEN_OPERAND, "*"},
+    {LEVEL_PRODUCT, LEVEL_PRODUCT, BEHIND_VALUE, THEN_OPERAND, "/"},
+    {LEVEL_PRODUCT, LEVEL_PRODUCT, BEHIND_VALUE, THEN_OPERAND, "%"},
+    {LEVEL_SHIFT, LEVEL_SHIFT, BEHIND_VALUE, THEN_OPERAND, "<<"},
+    {LEVEL_SHIFT, LEVEL_SHIFT, BEHIND_VALUE, THEN_OPERAND, ">>"},
+    {LEVEL_AND, LEVEL_AND, BEHIND_VALUE, THEN_OPERAND, "&"},
+    {LEVEL_OR, LEVEL_OR, BEHIND_VALUE, THEN_OPERAND, "|"},
+    {LEVEL_XOR, LEVEL_XOR, BEHIND_VALUE, THEN_OPERAND, "^"},
+    {LEVEL_EQUALITY, LEVEL_EQUALITY, BEHIND_VALUE, THEN_OPERAND, "=="},
+    {LEVEL_EQUALITY, LEVEL_EQUALITY, BEHIND_VALUE, THEN_OPERAND, "!="},
+    {LEVEL_RELATION, LEVEL_RELATION, BEHIND_VALUE, THEN_OPERAND, "<"},
+    {LEVEL_RELATION, LEVEL_RELATION, BEHIND_VALUE, THEN_OPERAND, "<="},
+    {LEVEL_RELATION, LEVEL_RELATION, BEHIND_VALUE, THEN_OPERAND, ">="},
+    {LEVEL_RELATION, LEVEL_RELATION, BEHIND_VALUE, THEN_OPERAND, ">"},
+    {LEVEL_AND_IF, LEVEL_AND_IF, BEHIND_VALUE, THEN_OPERAND, "&&"},
+    {LEVEL_OR_ELSE, LEVEL_OR_ELSE, BEHIND_VALUE, THEN_OPERAND, "||"},
+    {LEVEL_CHOICE, LEVEL_QUESTION, BEHIND_VALUE, THEN_OPERAND, "?"},
+    {LEVEL_CHOICE, LEVEL_CHOICE, BEHIND_VALUE, THEN_OPERAND, ":"},
     kUnused,
-    {"unary +", LEVEL_UNARY, LEVEL_UNARY, AHEAD_OF_VALUE, THEN_OPERAND},
-    {"unary -", LEVEL_UNARY, LEVEL_UNARY, AHEAD_OF_VALUE, THEN_OPERAND},
-    {"~", LEVEL_UNARY, LEVEL_UNARY, AHEAD_OF_VALUE, THEN_OPERAND},
-    {"!", LEVEL_UNARY, LEVEL_UNARY, AHEAD_OF_VALUE, THEN_OPERAND},
-    {"(", LEVEL_OPEN, LEVEL_CLOSE, AHEAD_OF_VALUE, THEN_OPERAND},
-    {")", LEVEL_CLOSE, LEVEL_CLOSE, BEHIND_VALUE, THEN_OPERATOR},
-    {"(none)", LEVEL_BOTTOM, LEVEL_BOTTOM, BEHIND_VALUE, THEN_OPERATOR},
+    {LEVEL_UNARY, LEVEL_UNARY, AHEAD_OF_VALUE, THEN_OPERAND, "unary +"},
+    {LEVEL_UNARY, LEVEL_UNARY, AHEAD_OF_VALUE, THEN_OPERAND, "unary -"},
+    {LEVEL_UNARY, LEVEL_UNARY, AHEAD_OF_VALUE, THEN_OPERAND, "~"},
+    {LEVEL_UNARY, LEVEL_UNARY, AHEAD_OF_VALUE, THEN_OPERAND, "!"},
+    {LEVEL_OPEN, LEVEL_CLOSE, AHEAD_OF_VALUE, THEN_OPERAND, "("},
+    {LEVEL_CLOSE, LEVEL_CLOSE, BEHIND_VALUE, THEN_OPERATOR, ")"},
+    {LEVEL_BOTTOM, LEVEL_BOTTOM, BEHIND_VALUE, THEN_OPERATOR, "(none)"},
 };
 static_assert(sizeof kOperators / sizeof kOperators[0] == OP_BOTTOM + 1);
 
@@ -87,8 +87,8 @@ static void complain(evaluator* e, unsigned number, A... arguments) {
   }
 }
 
-static if_step fail_at(evaluator* e, unsigned number, std::uint8_t op) {
-  complain(e, number, kOperators[op].text);
+[[gnu::cold]] static if_step fail_at(evaluator* e, unsigned number, std::uint8_t op) {
+  complain(e, number, static_cast<const char*>(kOperators[op].text));
   return IF_FAILED;
 }
 
@@ -115,29 +115,32 @@ static std::int64_t shift_right(if_value left, std::uint32_t count) {
   return static_cast<std::int64_t>(bits | ~(~std::uint64_t{0} >> count));
 }
 
-static std::int64_t apply_binary(evaluator* e, std::uint8_t op, if_value left, if_value right) {
-  const bool is_signed = left.is_signed && right.is_signed;
+static bool is_less(if_value left, if_value right, bool is_signed) {
+  if (is_signed) return left.value < right.value;
+  return static_cast<std::uint64_t>(left.value) < static_cast<std::uint64_t>(right.value);
+}
+
+static std::int64_t apply_binary(evaluator* e, std::uint8_t op, if_value left, if_value right, bool is_signed) {
+  constexpr std::uint64_t COUNT_MASK = 63;
   const auto a = static_cast<std::uint64_t>(left.value);
   const auto b = static_cast<std::uint64_t>(right.value);
-  const bool less = is_signed ? left.value < right.value : a < b;
-  const auto count = static_cast<std::uint32_t>(b & 63);
   switch (op) {
     case OP_PLUS: return static_cast<std::int64_t>(a + b);
     case OP_MINUS: return static_cast<std::int64_t>(a - b);
     case OP_TIMES: return static_cast<std::int64_t>(a * b);
     case OP_DIVIDE:
     case OP_MODULUS: return divide(e, op, left, right, is_signed);
-    case OP_SHIFT_LEFT: return static_cast<std::int64_t>(a << count);
-    case OP_SHIFT_RIGHT: return shift_right(left, count);
+    case OP_SHIFT_LEFT: return static_cast<std::int64_t>(a << (b & COUNT_MASK));
+    case OP_SHIFT_RIGHT: return shift_right(left, static_cast<std::uint32_t>(b & COUNT_MASK));
     case OP_AND: return static_cast<std::int64_t>(a & b);
     case OP_OR: return static_cast<std::int64_t>(a | b);
     case OP_XOR: return static_cast<std::int64_t>(a ^ b);
     case OP_EQUAL: return a == b;
     case OP_NOT_EQUAL: return a != b;
-    case OP_LESS: return less;
-    case OP_LESS_EQUAL: return less || a == b;
-    case OP_GREATER_EQUAL: return !less;
-    case OP_GREATER: return !less && a != b;
+    case OP_LESS: return is_less(left, right, is_signed);
+    case OP_LESS_EQUAL: return !is_less(right, left, is_signed);
+    case OP_GREATER_EQUAL: return !is_less(left, right, is_signed);
+    case OP_GREATER: return is_less(right, left, is_signed);
     case OP_AND_IF: return a != 0 && b != 0;
     default: return a != 0 || b != 0;  // OP_OR_ELSE: no other code reaches the stack
   }
@@ -157,11 +160,10 @@ static void reduce_unary(evaluator* e, std::uint8_t op) {
 }
 
 static void reduce_binary(evaluator* e, std::uint8_t op) {
-  const if_value right = *top_value(e);
   e->value_count--;
   if_value* left = top_value(e);
-  left->value = apply_binary(e, op, *left, right);
-  left->is_signed = left->is_signed && right.is_signed;
+  const bool is_signed = left[0].is_signed && left[1].is_signed;
+  *left = {apply_binary(e, op, left[0], left[1], is_signed), is_signed};
 }
 
 static void reduce_choice(evaluator* e) {
@@ -171,11 +173,9 @@ static void reduce_choice(evaluator* e) {
   e->value_count -= 2;
 }
 
-// Reduces the top entry for the operator that arrives. Anything but IF_REDUCED: the operator is used up.
-static if_step reduce(evaluator* e, std::uint8_t arriving) {
-  const std::uint8_t op = e->top->op;
+// The entries that are neither binary nor unary. Anything but IF_REDUCED: the operator that arrives is used up.
+static if_step reduce_structure(evaluator* e, std::uint8_t op, std::uint8_t arriving) {
   switch (op) {
-    case OP_BOTTOM: return arriving == OP_END ? IF_FINISHED : IF_GOES_ON;  // a `)` without a `(` is dropped
     case OP_OPEN:
       if (arriving != OP_CLOSE) return fail_at(e, 122, arriving);
       e->top--;
@@ -186,19 +186,28 @@ static if_step reduce(evaluator* e, std::uint8_t arriving) {
       e->top -= 2;
       reduce_choice(e);
       return IF_REDUCED;
-    default:
-      e->top--;
-      if (is_unary(op)) {
-        reduce_unary(e, op);
-      } else {
-        reduce_binary(e, op);
-      }
-      return IF_REDUCED;
+    default: return arriving == OP_END ? IF_FINISHED : IF_GOES_ON;  // the bottom: a `)` without a `(` is dropped
   }
+}
+
+static bool is_binary(std::uint8_t op) { return op >= OP_PLUS && op <= OP_OR_ELSE; }
+
+// Reduces the top entry for the operator that arrives.
+static if_step reduce(evaluator* e, std::uint8_t arriving) {
+  const std::uint8_t op = e->top->op;
+  if (!is_binary(op) && !is_unary(op)) return reduce_structure(e, op, arriving);
+  e->top--;
+  if (is_binary(op)) {
+    reduce_binary(e, op);
+  } else {
+    reduce_unary(e, op);
+  }
+  return IF_REDUCED;
 }
 
 // --- Pushing ---
 
+// The skip state behind one of the operators that choose.
 static std::uint8_t skip_behind(evaluator* e, std::uint8_t op) {
   const std::uint8_t skip = e->top->skip;
   const bool is_zero = e->value_count == 0 || top_value(e)->value == 0;
@@ -206,33 +215,40 @@ static std::uint8_t skip_behind(evaluator* e, std::uint8_t op) {
     case OP_AND_IF: return is_zero ? SKIP_LOGIC : skip;
     case OP_OR_ELSE: return is_zero ? skip : SKIP_LOGIC;
     case OP_QUESTION: return static_cast<std::uint8_t>((skip & SKIP_LOGIC) | (is_zero ? SKIP_BRANCH : 0));
-    case OP_COLON: return static_cast<std::uint8_t>((skip & (SKIP_LOGIC | SKIP_BRANCH)) ^ SKIP_BRANCH);
-    default: return skip;
+    default: return static_cast<std::uint8_t>((skip & (SKIP_LOGIC | SKIP_BRANCH)) ^ SKIP_BRANCH);  // OP_COLON
   }
 }
 
-static if_step push_operator(evaluator* e, std::uint8_t op, if_level level) {
+static bool is_choosing(std::uint8_t op) { return op >= OP_AND_IF && op <= OP_COLON; }
+
+static if_step push_operator(evaluator* e, std::uint8_t op) {
   if (e->top == e->ops + IF_OPERATORS_MAX - 1) return fail_at(e, 121, op);
-  const std::uint8_t skip = skip_behind(e, op);
-  *++e->top = {op, level, skip};
+  const std::uint8_t skip = is_choosing(op) ? skip_behind(e, op) : e->top->skip;
+  *++e->top = {op, kOperators[op].pushed, skip};
   return IF_GOES_ON;
 }
 
-if_step if_pushValueSlow(evaluator* e) {
+[[gnu::cold]] if_step if_pushValueSlow(evaluator* e) {
   complain(e, e->value_due ? 117u : 118u);
   return IF_FAILED;
 }
 
+// Where an operand is due. These operators reduce nothing, so that they group from the right.
+static if_step apply_prefix(evaluator* e, std::uint8_t op) {
+  if (op == OP_MINUS) op = OP_UNARY_MINUS;
+  if (op == OP_PLUS) op = OP_UNARY_PLUS;
+  return kOperators[op].place == AHEAD_OF_VALUE ? push_operator(e, op) : fail_at(e, 120, op);
+}
+
 if_step if_applyOperator(evaluator* e, std::uint8_t op) {
-  if (!e->value_due && op == OP_MINUS) op = OP_UNARY_MINUS;
-  if (!e->value_due && op == OP_PLUS) op = OP_UNARY_PLUS;
+  if (!e->value_due) return apply_prefix(e, op);
   const operator_row& row = kOperators[op];
-  if (row.place != e->value_due) return fail_at(e, 120, op);
+  if (row.place != BEHIND_VALUE) return fail_at(e, 120, op);
   e->value_due = row.followed;
-  // A unary operator reduces nothing, and a `?` stops at a `:`, so that both group from the right.
-  while (!is_unary(op) && e->top->level >= row.level && !(op == OP_QUESTION && e->top->op == OP_COLON)) {
+  // A `?` stops at a `:`, so that both group from the right.
+  while (e->top->level >= row.level && !(op == OP_QUESTION && e->top->op == OP_COLON)) {
     const if_step step = reduce(e, op);
     if (step != IF_REDUCED) return step;
   }
-  return push_operator(e, op, row.pushed);
+  return push_operator(e, op);
 }

@@ -42,6 +42,7 @@ inline bool if_beginsPair(SourceChar c) { return c == '=' || c == '!' || c == '&
 
 // The operator of both units, or OP_NONE.
 inline if_operator if_pair(SourceChar c, SourceChar next) {
+  if (next != '=' && next != c) return OP_NONE;
   if (next == '=') {
     return c == '='   ? OP_EQUAL
            : c == '!' ? OP_NOT_EQUAL
@@ -49,7 +50,6 @@ inline if_operator if_pair(SourceChar c, SourceChar next) {
            : c == '>' ? OP_GREATER_EQUAL
                       : OP_NONE;
   }
-  if (next != c) return OP_NONE;
   return c == '&' ? OP_AND_IF : c == '|' ? OP_OR_ELSE : c == '<' ? OP_SHIFT_LEFT : c == '>' ? OP_SHIFT_RIGHT : OP_NONE;
 }
 
