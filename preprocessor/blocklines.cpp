@@ -181,6 +181,11 @@ static unsigned char* pass_leadingComments(block_text* text, unsigned char* at) 
 // closed.
 static unsigned char* pass_skippedLines(block_text* text, unsigned char* at, std::int32_t* pending) {
   while (!gCompiling) {
+    if (at == text->line && at != text->end && *at == '#') {
+      at = take_control(text, at, pending);
+      if (at == nullptr) return nullptr;
+      continue;
+    }
     const block_pass pass = block_skipped(text->line, at, text->end);
     pass_lines(text, &pass);
     *pending += static_cast<std::int32_t>(pass.lines);
@@ -218,7 +223,7 @@ static unsigned char* begin_text(block_text* text, unsigned char* at, std::int32
     }
     if (at == text->end || text->frame->depth_due) return stop_atLine(text, at);
     bool any = false;
-    unsigned char* first = pass_gap(text, &at, &any);
+    unsigned char* first = *at == '#' ? at : pass_gap(text, &at, &any);
     if (first == nullptr) return stop_ahead(text, at);
     if (*first == '#') {
       at = take_control(text, first, pending);

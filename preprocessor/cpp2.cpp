@@ -89,10 +89,12 @@ static void do_assert() {
 
 // --- The table of directives ---
 
+constexpr std::uint32_t WORD_BYTES = 8;  // of the longest word: one load compares it
+
 enum skipped_action : std::uint8_t { DROP_LINE, NEST, PROCESS };
 
 struct directive {
-  const char* word;
+  char word[WORD_BYTES + 1];
   skipped_action when_skipped;
   bool newline_first;  // the directive writes text of its own
   void (*run)();       // for those that leave the count at pending + 1; else nullptr
@@ -138,11 +140,10 @@ static_assert(sizeof kDirectives / sizeof kDirectives[0] == DIRECTIVES);
 // The first character and twice the third.
 constexpr std::uint32_t word_hash(SourceChar first, SourceChar third) { return first + 2 * third; }
 
-// The row that a word of at least two characters may stand in, by its hash. The word's fourth one is looked at only
-// where there are three.
+// The row that a word of at least two characters may stand in, by its hash; `third` is 0 for a word of two.
 template <class Unit>
-static directive_row candidate(const Unit* word, std::uint32_t length) {
-  switch (word_hash(word[0], length > 2 ? word[2] : 0)) {
+static directive_row candidate(const Unit* word, SourceChar third) {
+  switch (word_hash(word[0], third)) {
     case word_hash('i', 0): return DIR_IF;
     case word_hash('i', 'd'): return DIR_IFDEF;
     case word_hash('i', 'n'): return DIR_IFNDEF;
@@ -169,7 +170,7 @@ static directive_row candidate(const Unit* word, std::uint32_t length) {
 static bool is_word(directive_row row) { return sc_compareNarrow(gToken, kDirectives[row].word) == 0; }
 
 static directive_row recognise() {
-  const directive_row row = gTokenLength < 2 ? DIR_UNKNOWN : candidate(gToken, gTokenLength);
+  const directive_row row = gTokenLength < 2 ? DIR_UNKNOWN : candidate(gToken, gToken[2]);
   if (row == DIR_UNKNOWN || is_word(row)) return row;
   if (row == DIR_UNDEF && cmode_has(CMODE_VLASM) != 0 && is_word(DIR_UNDEFINE)) return DIR_UNDEFINE;
   return DIR_UNKNOWN;
@@ -273,13 +274,22 @@ std::int32_t control_line(std::int32_t pending) {
 
 // --- In place ---
 
-// The row of the word from `at` to `end`; DIR_UNKNOWN also for words of the compatibility modes.
-static directive_row recognise_inPlace(const unsigned char* at, const unsigned char* end) {
-  const auto length = static_cast<std::uint32_t>(end - at);
-  const directive_row row = length < 2 ? DIR_UNKNOWN : candidate(at, length);
-  if (row == DIR_UNKNOWN) return row;
-  const char* word = kDirectives[row].word;
-  return std::strncmp(word, reinterpret_cast<const char*>(at), length) == 0 && word[length] == 0 ? row : DIR_UNKNOWN;
+struct word_lengths {
+  std::uint8_t of[DIRECTIVES];
+};
+constexpr word_lengths make_lengths() {
+  word_lengths lengths{};
+  for (int row = 0; row < DIRECTIVES; row++) {
+    while (kDirectives[row].word[lengths.of[row]] != 0) lengths.of[row]++;
+  }
+  return lengths;
+}
+constexpr word_lengths kLengths = make_lengths();
+
+static bool is_wordAt(const unsigned char* at, directive_row row) {
+  const std::uint32_t length = kLengths.of[row];
+  const auto* word = reinterpret_cast<const unsigned char*>(kDirectives[row].word);
+  return macro_firstBytes(at, length) == macro_loadWord(word) && !kWordBytes.has[at[length]];
 }
 
 // Is the word complete at `end`, whatever the reader makes of the byte there? A comment goes on where the line is
@@ -291,9 +301,9 @@ static bool is_wordEnd(const unsigned char* end, bool evaluated) {
 
 place_end control_lineInPlace(const unsigned char* at, bool expand) {
   while (char_isWhite(*at)) at++;
-  const unsigned char* end = place_wordEnd(at);
-  const directive_row row = recognise_inPlace(at, end);
-  if (row == DIR_UNKNOWN) return {PLACE_ORDINARY, nullptr};
+  const directive_row row = candidate(at, kWordBytes.has[at[2]] ? at[2] : 0);
+  if (row == DIR_UNKNOWN || !is_wordAt(at, row)) return {PLACE_ORDINARY, nullptr};
+  const unsigned char* end = at + kLengths.of[row];
   const directive& found = kDirectives[row];
   if (gCompiling || found.when_skipped == PROCESS) {
     const bool taken = found.run_inPlace != nullptr && is_wordEnd(end, true);
