@@ -59,11 +59,50 @@ static const Unit* apply(place* in, const Unit* behind, if_operator op) {
   return if_applyOperator(&in->e, op) == IF_GOES_ON ? behind : nullptr;
 }
 
-static int class_of(unsigned char c) { return char_classTable.of[c]; }
-static int class_of(SourceChar c) {
-  if (!char_isByte(c)) return CC_OTHER;
-  return char_classTable.of[c];
+// What begins with a byte.
+enum place_kind : std::uint8_t {
+  KIND_UNUSUAL,  // what the ordinary road has to look at
+  KIND_END,      // in the line
+  KIND_SPACE,
+  KIND_NAME,
+  KIND_NUMBER,
+  KIND_CHARACTER,
+  KIND_SLASH,
+  KIND_QUESTION,
+  KIND_PAIR,    // an operator that may have a second character
+  KIND_SINGLE,  // any other
+};
+
+struct place_kinds {
+  place_kind of[256];
+  if_operator single[256];
+};
+
+constexpr place_kind kind_of(SourceChar c) {
+  if (c == '\'') return KIND_CHARACTER;
+  if (c == '\n' || c == '\r') return KIND_END;
+  switch (char_classTable.of[c]) {
+    case CC_SPACE: return KIND_SPACE;
+    case CC_LETTER: return KIND_NAME;
+    case CC_DIGIT: return KIND_NUMBER;
+    case CC_SLASH: return KIND_SLASH;
+    case CC_QUESTION: return KIND_QUESTION;
+    case CC_OTHER:
+    case CC_QUOTE: return KIND_UNUSUAL;
+    default: return if_beginsPair(c) ? KIND_PAIR : KIND_SINGLE;
+  }
 }
+
+constexpr place_kinds make_kinds() {
+  place_kinds kinds{};
+  for (SourceChar c = 0; c < 256; c++) {
+    kinds.single[c] = if_single(c, char_classTable.of[c]);
+    kinds.of[c] = kind_of(c);
+    if (kinds.of[c] == KIND_SINGLE && kinds.single[c] == OP_NONE) kinds.of[c] = KIND_UNUSUAL;
+  }
+  return kinds;
+}
+constexpr place_kinds kKinds = make_kinds();
 
 static const unsigned char* skip_gap(const unsigned char* at) { return place_gap(at); }
 static const SourceChar* skip_gap(const SourceChar* at) {
@@ -107,7 +146,7 @@ static const Unit* run_defined(place* in, const Unit* at) {
   at = skip_gap(at);
   const bool in_parens = at != nullptr && *at == '(';
   if (in_parens) at = skip_gap(at + 1);
-  if (at == nullptr || class_of(*at) != CC_LETTER) return nullptr;
+  if (at == nullptr || !char_isByte(*at) || kKinds.of[*at] != KIND_NAME) return nullptr;
   place_name name;
   at = read_name(&name, at);
   if (at == nullptr) return nullptr;
@@ -225,23 +264,18 @@ static const Unit* run_number(place* in, const Unit* at) {
 // One ordinary character between quotes.
 template <class Unit>
 static const Unit* run_character(place* in, const Unit* at) {
-  if (at[0] != '\'' || at[1] == '\'' || at[1] == '\\' || at[1] == '?' || at[1] == '\n' || at[1] == 0) return nullptr;
+  if (at[1] == '\'' || at[1] == '\\' || at[1] == '?' || at[1] == '\n' || at[1] == 0) return nullptr;
   if (!char_isByte(at[1]) || at[2] != '\'') return nullptr;
   return push(in, at + 3, static_cast<std::int64_t>(at[1]), true);
 }
 
+// The second character of an operator must not be looked for behind the end of a text, or in an argument.
 template <class Unit>
-static const Unit* run_single(place* in, const Unit* at, int code) {
-  const if_operator op = if_single(*at, code);
-  return op != OP_NONE ? apply(in, at + 1, op) : nullptr;
-}
-
-// An operator that may have a second character. It must not be looked for behind the end of a text, or in an argument.
-template <class Unit>
-static const Unit* run_pair(place* in, const place_text<Unit>* text, const Unit* at, int code) {
+static const Unit* run_pair(place* in, const place_text<Unit>* text, const Unit* at) {
   if (at + 1 == text->end || !char_isByte(at[1])) return nullptr;
   const if_operator pair = if_pair(*at, at[1]);
-  return pair != OP_NONE ? apply(in, at + 2, pair) : run_single(in, at, code);
+  if (pair != OP_NONE) return apply(in, at + 2, pair);
+  return *at != '=' ? apply(in, at + 1, kKinds.single[*at]) : nullptr;
 }
 
 // A slash that ends its text could open a comment with what follows.
@@ -254,12 +288,12 @@ static const Unit* run_slash(place* in, const place_text<Unit>* text, const Unit
 
 // --- The texts ---
 
-static const unsigned char* run_other(place*, const place_text<unsigned char>*, const unsigned char*) {
+static const unsigned char* run_argument(place*, const place_text<unsigned char>*, const unsigned char*) {
   return nullptr;
 }
 
 // A marker of a parameter. Its text must not run together with what follows it in the body.
-static const SourceChar* run_other(place* in, const place_text<SourceChar>* text, const SourceChar* at) {
+static const SourceChar* run_argument(place* in, const place_text<SourceChar>* text, const SourceChar* at) {
   const SourceChar n = *at++ - CH_PARAM_BASE;
   if (text->call == nullptr || n >= text->call->count || char_isWord(*at) || !char_isByte(*at)) return nullptr;
   const place_range* argument = &text->call->arguments[n];
@@ -270,25 +304,17 @@ static const SourceChar* run_other(place* in, const place_text<SourceChar>* text
 template <class Unit>
 static const Unit* run(place* in, const place_text<Unit>* text, const Unit* at) {
   while (at != text->end) {
-    const int code = class_of(*at);
-    switch (code) {
-      case CC_SPACE: at++; continue;
-      case CC_LETTER: at = run_name(in, text, at); break;
-      case CC_DIGIT: at = run_number(in, at); break;
-      case CC_QUOTE: at = run_character(in, at); break;
-      case CC_SLASH: at = run_slash(in, text, at); break;
-      case CC_EQUAL:
-      case CC_NOT:
-      case CC_AND:
-      case CC_OR:
-      case CC_LESS:
-      case CC_GREATER: at = run_pair(in, text, at, code); break;
-      case CC_OTHER:
-        if (text->end == nullptr && (*at == '\n' || *at == '\r')) return at;
-        at = run_other(in, text, at);
-        break;
-      case CC_QUESTION: at = at[1] == '?' ? nullptr : run_single(in, at, code); break;
-      default: at = run_single(in, at, code); break;
+    switch (char_isByte(*at) ? kKinds.of[*at] : KIND_UNUSUAL) {
+      case KIND_UNUSUAL: at = char_isByte(*at) ? nullptr : run_argument(in, text, at); break;
+      case KIND_END: return text->end == nullptr ? at : nullptr;
+      case KIND_SPACE: at++; continue;
+      case KIND_NAME: at = run_name(in, text, at); break;
+      case KIND_NUMBER: at = run_number(in, at); break;
+      case KIND_CHARACTER: at = run_character(in, at); break;
+      case KIND_SLASH: at = run_slash(in, text, at); break;
+      case KIND_QUESTION: at = at[1] == '?' ? nullptr : apply(in, at + 1, OP_QUESTION); break;
+      case KIND_PAIR: at = run_pair(in, text, at); break;
+      case KIND_SINGLE: at = apply(in, at + 1, kKinds.single[*at]); break;
     }
     if (at == nullptr) return nullptr;
   }

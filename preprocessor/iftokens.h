@@ -38,10 +38,12 @@ if_value if_readNumber(SourceChar c, Next next) {
 }
 
 // May an operator that begins with this unit go on with the next one?
-inline bool if_beginsPair(SourceChar c) { return c == '=' || c == '!' || c == '&' || c == '|' || c == '<' || c == '>'; }
+constexpr bool if_beginsPair(SourceChar c) {
+  return c == '=' || c == '!' || c == '&' || c == '|' || c == '<' || c == '>';
+}
 
 // The operator of both units, or OP_NONE.
-inline if_operator if_pair(SourceChar c, SourceChar next) {
+constexpr if_operator if_pair(SourceChar c, SourceChar next) {
   if (next != '=' && next != c) return OP_NONE;
   if (next == '=') {
     return c == '='   ? OP_EQUAL
@@ -54,7 +56,7 @@ inline if_operator if_pair(SourceChar c, SourceChar next) {
 }
 
 // The operator of one unit of class `code`, or OP_NONE.
-inline if_operator if_single(SourceChar c, int code) {
+constexpr if_operator if_single(SourceChar c, int code) {
   if (c == '=' || code > OP_CLOSE) return OP_NONE;
   return c == '~' ? OP_COMPLEMENT : static_cast<if_operator>(code);
 }

@@ -1,23 +1,27 @@
 // Comments of one line.
 #include "preprocessor/inplace.h"
 
-static bool begins_trigraph(const unsigned char* at) { return at[0] == '?' && at[1] == '?'; }
+static constexpr byte_set set_of(const char* bytes) {
+  byte_set set{};
+  for (; *bytes != 0; bytes++) set.has[static_cast<unsigned char>(*bytes)] = true;
+  return set;
+}
 
 // From behind the opening slash and star. A comment within it would be reported.
 static const unsigned char* behind_block(const unsigned char* at) {
-  for (; *at != '\n' && !begins_trigraph(at); at++) {
+  static constexpr byte_set kNotable = set_of("\n*/?");
+  for (;; at++) {
+    while (!kNotable.has[*at]) at++;
     if (at[0] == '*' && at[1] == '/') return at + 2;
-    if (at[0] == '/' && at[1] == '*') break;
+    if (at[0] == '\n' || (at[0] == '/' && at[1] == '*') || (at[0] == '?' && at[1] == '?')) return nullptr;
   }
-  return nullptr;
 }
 
 // To the newline. A backslash takes the unit behind it with it.
 static const unsigned char* behind_lineComment(const unsigned char* at) {
-  for (; *at != '\n'; at++) {
-    if (*at == '\\' || begins_trigraph(at)) return nullptr;
-  }
-  return at;
+  static constexpr byte_set kNotable = set_of("\n\\?");
+  while (!kNotable.has[*at] || (at[0] == '?' && at[1] != '?')) at++;
+  return *at == '\n' ? at : nullptr;
 }
 
 const unsigned char* place_gapWithComments(const unsigned char* at) {
