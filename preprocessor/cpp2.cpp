@@ -137,34 +137,36 @@ constexpr directive kDirectives[] = {
 // clang-format on
 static_assert(sizeof kDirectives / sizeof kDirectives[0] == DIRECTIVES);
 
-// The first character and twice the third.
-constexpr std::uint32_t word_hash(SourceChar first, SourceChar third) { return first + 2 * third; }
+// The first character and twice the third: no two words share it but undef and undefine, endif and endasm.
+constexpr std::uint32_t WORD_HASHES = 512;
+template <class Unit>
+constexpr std::uint32_t word_hash(Unit first, Unit third) {
+  return (first + 2u * third) % WORD_HASHES;
+}
+
+struct directive_index {
+  directive_row of[WORD_HASHES];
+};
+constexpr directive_index make_index() {
+  directive_index index{};
+  for (directive_row& row : index.of) row = DIR_UNKNOWN;
+  for (int row = DIRECTIVES; row-- > 0;) {
+    const char* word = kDirectives[row].word;
+    index.of[word_hash<unsigned char>(static_cast<unsigned char>(word[0]), static_cast<unsigned char>(word[2]))] =
+        static_cast<directive_row>(row);
+  }
+  return index;
+}
+constexpr directive_index kIndex = make_index();
+static_assert(kIndex.of['u' + 2 * 'd'] == DIR_UNDEF && kIndex.of['e' + 2 * 'd'] == DIR_ENDIF);
 
 // The row that a word of at least two characters may stand in, by its hash; `third` is 0 for a word of two.
 template <class Unit>
-static directive_row candidate(const Unit* word, SourceChar third) {
-  switch (word_hash(word[0], third)) {
-    case word_hash('i', 0): return DIR_IF;
-    case word_hash('i', 'd'): return DIR_IFDEF;
-    case word_hash('i', 'n'): return DIR_IFNDEF;
-    case word_hash('e', 'i'): return DIR_ELIF;
-    case word_hash('e', 's'): return DIR_ELSE;
-    case word_hash('e', 'd'): return word[3] == 'a' ? DIR_ENDASM : DIR_ENDIF;
-    case word_hash('f', 0): return cmode_has(CMODE_VLLINK) != 0 ? DIR_FI : DIR_UNKNOWN;
-    case word_hash('i', 'c'): return DIR_INCLUDE;
-    case word_hash('d', 'f'): return DIR_DEFINE;
-    case word_hash('u', 'd'): return DIR_UNDEF;
-    case word_hash('l', 'n'): return DIR_LINE;
-    case word_hash('p', 'a'): return DIR_PRAGMA;
-    case word_hash('i', 'e'): return DIR_IDENT;
-    case word_hash('a', 's'): return DIR_ASSERT;
-    case word_hash('e', 'r'): return DIR_ERROR;
-    case word_hash('w', 'r'): return DIR_WARNING;
-    case word_hash('a', 'v'): return DIR_ADVISORY;
-    case word_hash('i', 'f'): return DIR_INFO;
-    case word_hash('a', 'm'): return DIR_ASM;
-    default: return DIR_UNKNOWN;
-  }
+static directive_row candidate(const Unit* word, Unit third) {
+  const directive_row row = kIndex.of[word_hash(word[0], third)];
+  if (row == DIR_ENDIF && word[3] == 'a') return DIR_ENDASM;
+  if (row == DIR_FI && cmode_has(CMODE_VLLINK) == 0) return DIR_UNKNOWN;
+  return row;
 }
 
 static bool is_word(directive_row row) { return sc_compareNarrow(gToken, kDirectives[row].word) == 0; }
@@ -301,7 +303,7 @@ static bool is_wordEnd(const unsigned char* end, bool evaluated) {
 
 place_end control_lineInPlace(const unsigned char* at, bool expand) {
   while (char_isWhite(*at)) at++;
-  const directive_row row = candidate(at, kWordBytes.has[at[2]] ? at[2] : 0);
+  const directive_row row = candidate<unsigned char>(at, kWordBytes.has[at[2]] ? at[2] : 0);
   if (row == DIR_UNKNOWN || !is_wordAt(at, row)) return {PLACE_ORDINARY, nullptr};
   const unsigned char* end = at + kLengths.of[row];
   const directive& found = kDirectives[row];

@@ -187,37 +187,32 @@ static bool add_argument(place_call* call, const unsigned char* start, const uns
   return true;
 }
 
+static constexpr byte_set make_notable() {
+  byte_set notable{};
+  constexpr unsigned char kNotable[] = {'(', ')', ',', '/', '\n', '\v', '\f', '\r', '\\', '?', '#', '"', '\''};
+  for (unsigned char byte : kNotable) notable.has[byte] = true;
+  return notable;
+}
+
 // From behind the `(` to the `)`. Not over whatever is more than itself in a list of arguments.
 static const unsigned char* read_arguments(place_call* call, const unsigned char* at) {
+  static constexpr byte_set kNotable = make_notable();
   const unsigned char* start = at = skip_white(at);
   call->count = 0;
   if (*at == ')') return at;
   for (std::uint32_t depth = 0;; at++) {
-    switch (*at) {
-      case '(': depth++; break;
-      case ')':
-      case ',':
-        if (depth == 0) {
-          if (!add_argument(call, start, at)) return nullptr;
-          if (*at == ')') return at;
-          start = skip_white(at + 1);
-        } else if (*at == ')') {
-          depth--;
-        }
-        break;
-      case '/':
-        if (opens_comment(at)) return nullptr;
-        break;
-      case '\n':
-      case '\v':
-      case '\f':
-      case '\r':
-      case '\\':
-      case '?':
-      case '#':
-      case '"':
-      case '\'': return nullptr;
-      default: break;
+    while (!kNotable.has[*at]) at++;
+    if (*at == '(') {
+      depth++;
+    } else if (*at == ')' && depth > 0) {
+      depth--;
+    } else if (*at == ')' || *at == ',') {
+      if (depth > 0) continue;
+      if (!add_argument(call, start, at)) return nullptr;
+      if (*at == ')') return at;
+      start = skip_white(at + 1);
+    } else if (*at != '/' || opens_comment(at)) {
+      return nullptr;
     }
   }
 }
@@ -304,6 +299,7 @@ static const SourceChar* run_argument(place* in, const place_text<SourceChar>* t
 template <class Unit>
 static const Unit* run(place* in, const place_text<Unit>* text, const Unit* at) {
   while (at != text->end) {
+    at += *at == ' ';
     switch (char_isByte(*at) ? kKinds.of[*at] : KIND_UNUSUAL) {
       case KIND_UNUSUAL: at = char_isByte(*at) ? nullptr : run_argument(in, text, at); break;
       case KIND_END: return text->end == nullptr ? at : nullptr;

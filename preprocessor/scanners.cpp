@@ -89,12 +89,10 @@ SourceChar scan_expandFurther(SourceChar c) {
 
 // --- Pasting ---
 
-// First units that may begin a right operand: CC_DIGIT, CC_LETTER and + - & | < >.
-constexpr std::uint32_t RIGHT_OPERAND_MASK = 0x3048c1e;
-static bool begins_rightOperand(SourceChar c) {
-  const int code = char_class(c);
-  return c == CH_NO_EXPAND || (code < 26 && ((RIGHT_OPERAND_MASK >> code) & 1) != 0);
-}
+// First units that may begin a right operand.
+constexpr std::uint32_t RIGHT_OPERANDS =
+    class_set(CC_DIGIT, CC_LETTER, CC_PLUS, CC_MINUS, CC_AND, CC_OR, CC_LESS, CC_GREATER);
+static bool begins_rightOperand(SourceChar c) { return c == CH_NO_EXPAND || class_isIn(RIGHT_OPERANDS, char_class(c)); }
 
 static const SourceChar* skip_noExpand(const SourceChar* text) {
   while (*text == CH_NO_EXPAND) text++;

@@ -107,11 +107,20 @@ constexpr bool char_isGap(SourceChar c) {
 constexpr bool char_isDigit(SourceChar c) { return c - '0' < 10; }
 constexpr SourceChar char_upper(SourceChar c) { return c - 'a' < 26 ? c - ('a' - 'A') : c; }
 
-// May a token of this class be the left operand of a paste that is still to be looked for?
-constexpr std::uint32_t CAN_CATENATE_MASK = 0xf1c9ffe;
-constexpr bool char_canCatenate(int char_class) {
-  return char_class <= CC_NOT && ((CAN_CATENATE_MASK >> char_class) & 1) != 0;
+// Sets of classes up to CC_NOT, one bit to a class.
+template <class... Class>
+constexpr std::uint32_t class_set(Class... classes) {
+  return ((std::uint32_t{1} << classes) | ...);
 }
+constexpr bool class_isIn(std::uint32_t set, int char_class) {
+  return char_class <= CC_NOT && ((set >> char_class) & 1) != 0;
+}
+
+// May a token of this class be the left operand of a paste that is still to be looked for?
+constexpr std::uint32_t CAN_CATENATE =
+    class_set(CC_DIGIT, CC_LETTER, CC_PLUS, CC_MINUS, CC_STAR, CC_SLASH, CC_PERCENT, CC_AND, CC_OR, CC_XOR, CC_LESS,
+              CC_GREATER, CC_NOT);
+constexpr bool char_canCatenate(int char_class) { return class_isIn(CAN_CATENATE, char_class); }
 
 // Copies with a change of width. `sc_toNarrow` keeps the low 8 bits of each unit. The destination is
 // the caller's and large enough for the terminator; all return the destination.
