@@ -4,9 +4,11 @@
 // the ordinary road take over:
 //
 //   anything that raises a message, and all that the reader treats: continuations, trigraphs, comments over lines
-//   tokens that could go on behind the end of their text: with `#define A 1 <`, `A < 2` is a shift
 //   names that are hidden, dynamic or too long; `#`, `##` and marks in bodies; sizeof; most character constants
 //   calls anywhere but in the line itself, or with a list of arguments that is not simple
+//
+// Tokens that run together across the end of a text need no care. With `#define A 1 <`, `A< 2` is a shift; taken apart,
+// the two tokens are values or operators that can't follow one another, which the machine refuses.
 #include "preprocessor/ifinplace.h"
 
 #include <cstring>
@@ -107,7 +109,7 @@ constexpr place_kinds kKinds = make_kinds();
 static const unsigned char* skip_gap(const unsigned char* at) { return place_gap(at); }
 static const SourceChar* skip_gap(const SourceChar* at) {
   while (char_isWhite(*at)) at++;
-  return at;
+  return opens_comment(at) ? nullptr : at;
 }
 
 // --- Names ---
@@ -126,11 +128,10 @@ static void take_bytes(place_name* name, const SourceChar* at) {
   name->bytes = name->copy;
 }
 
-// Not where a mark of a body lies behind the name: it goes on there.
 template <class Unit>
 static const Unit* read_name(place_name* name, const Unit* at) {
   const Unit* end = place_wordEnd(at);
-  if (!char_isByte(*end) || end - at > static_cast<std::ptrdiff_t>(gIdentifierMax)) return nullptr;
+  if (end - at > static_cast<std::ptrdiff_t>(gIdentifierMax)) return nullptr;
   name->length = static_cast<std::uint32_t>(end - at);
   take_bytes(name, at);
   return end;
@@ -217,7 +218,7 @@ static const unsigned char* read_arguments(place_call* call, const unsigned char
   }
 }
 
-// In the line itself, from behind the name. A number that ends the text could go on behind the call.
+// In the line itself, from behind the name.
 static const unsigned char* run_call(place* in, const place_text<unsigned char>* text, const unsigned char* at,
                                      macro_def* macro) {
   if (text->end != nullptr) return nullptr;
@@ -225,7 +226,7 @@ static const unsigned char* run_call(place* in, const place_text<unsigned char>*
   if (at == nullptr || *at != '(') return nullptr;
   place_call call;
   at = read_arguments(&call, at + 1);
-  if (at == nullptr || static_cast<std::int32_t>(call.count) != macro->nargs || char_isWord(at[1])) return nullptr;
+  if (at == nullptr || static_cast<std::int32_t>(call.count) != macro->nargs) return nullptr;
   return run_body(in, macro, &call) ? at + 1 : nullptr;
 }
 
@@ -253,7 +254,7 @@ static const Unit* run_name(place* in, const place_text<Unit>* text, const Unit*
 template <class Unit>
 static const Unit* run_number(place* in, const Unit* at) {
   const if_value number = if_readNumber(*at, [&at] { return static_cast<SourceChar>(*++at); });
-  return char_isByte(*at) ? push(in, at, number.value, number.is_signed) : nullptr;
+  return push(in, at, number.value, number.is_signed);
 }
 
 // One ordinary character between quotes.
@@ -264,21 +265,16 @@ static const Unit* run_character(place* in, const Unit* at) {
   return push(in, at + 3, static_cast<std::int64_t>(at[1]), true);
 }
 
-// The second character of an operator must not be looked for behind the end of a text, or in an argument.
 template <class Unit>
-static const Unit* run_pair(place* in, const place_text<Unit>* text, const Unit* at) {
-  if (at + 1 == text->end || !char_isByte(at[1])) return nullptr;
+static const Unit* run_pair(place* in, const Unit* at) {
   const if_operator pair = if_pair(*at, at[1]);
   if (pair != OP_NONE) return apply(in, at + 2, pair);
   return *at != '=' ? apply(in, at + 1, kKinds.single[*at]) : nullptr;
 }
 
-// A slash that ends its text could open a comment with what follows.
 template <class Unit>
-static const Unit* run_slash(place* in, const place_text<Unit>* text, const Unit* at) {
-  if (at + 1 == text->end) return nullptr;
-  if (!opens_comment(at)) return apply(in, at + 1, OP_DIVIDE);
-  return text->end == nullptr ? skip_gap(at) : nullptr;
+static const Unit* run_slash(place* in, const Unit* at) {
+  return opens_comment(at) ? skip_gap(at) : apply(in, at + 1, OP_DIVIDE);
 }
 
 // --- The texts ---
@@ -287,10 +283,10 @@ static const unsigned char* run_argument(place*, const place_text<unsigned char>
   return nullptr;
 }
 
-// A marker of a parameter. Its text must not run together with what follows it in the body.
+// A marker of a parameter.
 static const SourceChar* run_argument(place* in, const place_text<SourceChar>* text, const SourceChar* at) {
   const SourceChar n = *at++ - CH_PARAM_BASE;
-  if (text->call == nullptr || n >= text->call->count || char_isWord(*at) || !char_isByte(*at)) return nullptr;
+  if (text->call == nullptr || n >= text->call->count) return nullptr;
   const place_range* argument = &text->call->arguments[n];
   const place_text<unsigned char> raw = {argument->end, nullptr};
   return run(in, &raw, argument->start) != nullptr ? at : nullptr;
@@ -307,9 +303,9 @@ static const Unit* run(place* in, const place_text<Unit>* text, const Unit* at) 
       case KIND_NAME: at = run_name(in, text, at); break;
       case KIND_NUMBER: at = run_number(in, at); break;
       case KIND_CHARACTER: at = run_character(in, at); break;
-      case KIND_SLASH: at = run_slash(in, text, at); break;
+      case KIND_SLASH: at = run_slash(in, at); break;
       case KIND_QUESTION: at = at[1] == '?' ? nullptr : apply(in, at + 1, OP_QUESTION); break;
-      case KIND_PAIR: at = run_pair(in, text, at); break;
+      case KIND_PAIR: at = run_pair(in, at); break;
       case KIND_SINGLE: at = apply(in, at + 1, kKinds.single[*at]); break;
     }
     if (at == nullptr) return nullptr;
