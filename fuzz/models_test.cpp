@@ -1,5 +1,6 @@
 // The symbol table and the line source against models in a few lines of plain code, on random input.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -83,7 +84,9 @@ static string random_text() {
 // Each line is written over, which must not reach what lies ahead of it.
 static std::vector<string> source_lines(int fd) {
   std::vector<string> lines;
-  line_source* source = source_open(fd);
+  struct stat status;
+  EXPECT_EQ(fstat(fd, &status), 0);
+  line_source* source = source_open(fd, status);
   while (source_nextLine(source)) {
     EXPECT_EQ(*source->line_end, 0);
     lines.emplace_back(source->line, source->line_end);
