@@ -52,7 +52,7 @@ static void alert_positionHook() {
     end = frame->stream->line_end;
     position = frame->file_pos;
   }
-  alert_setPosition(frame->name, &gLine, &start, &end, &position);
+  alert_setPosition(in_name(frame), &gLine, &start, &end, &position);
 }
 
 // --- The end of the run: each step returns 1 if it makes the run fail ---

@@ -100,7 +100,7 @@ static bool join_path(include_path* path, const char* directory, std::size_t len
 static bool search_besideCurrent(const char* name) {
   include_path path;
   const SourceChar no_name[1] = {0};
-  char* current = sc_narrowDup(gCurrentFrame != nullptr ? gCurrentFrame->name : no_name);
+  char* current = sc_narrowDup(gCurrentFrame != nullptr ? in_name(gCurrentFrame) : no_name);
   const char* slash = std::strrchr(current, '/');
   const std::size_t length = name[0] != '/' && slash != nullptr ? static_cast<std::size_t>(slash + 1 - current) : 0;
   const bool settled = join_path(&path, current, length, "", name) && try_path(path.text);

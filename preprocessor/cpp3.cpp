@@ -21,6 +21,7 @@
 #include "common/osdep.h"
 #include "common/qvdebug.h"
 #include "common/stringcache.h"
+#include "preprocessor/chains.h"
 #include "preprocessor/cpp6.h"
 #include "preprocessor/filecheck.h"
 #include "preprocessor/typesizes.h"
@@ -65,9 +66,10 @@ bool include_open(const char* path) {
 // --- Predefined macros ---
 
 static void preset(const char* name, const char* body, macro_kind kind) {
-  SourceChar wide[16];
-  macro_def* macro = macro_enter(sc_fromNarrow(wide, name), false);
-  macro_setBody(macro, body != nullptr ? sc_wideDup(body) : nullptr, kind);
+  SourceChar wide_name[16], wide_body[16];
+  const std::uint32_t length = body != nullptr ? sc_length(sc_fromNarrow(wide_body, body)) : 0;
+  macro_def* macro = macro_enter(sc_fromNarrow(wide_name, name), length + 1);
+  macro_setBody(macro, body != nullptr ? wide_body : nullptr, length, kind);
 }
 
 // Both from one reading of the clock, "Www Mmm dd hh:mm:ss yyyy\n", so that they agree.
@@ -99,14 +101,16 @@ static void define_macro(char* value) {
   char* equal = std::strchr(value, '=');
   if (equal != nullptr) *equal = 0;
   SourceChar* name = sc_wideDup(value);
-  macro_def* macro = macro_enter(name, false);
-  macro_setBody(macro, sc_wideDup(equal != nullptr ? equal + 1 : "1"), MACRO_OBJECT);
+  SourceChar* body = sc_wideDup(equal != nullptr ? equal + 1 : "1");
+  const std::uint32_t length = sc_length(body);
+  macro_setBody(macro_enter(name, length + 1), body, length, MACRO_OBJECT);
   std::free(name);
+  std::free(body);
 }
 
 static void remove_macro(const char* value) {
   SourceChar* name = sc_wideDup(value);
-  if (macro_enter(name, true) == nullptr) alert(177u, value);
+  if (!macro_remove(name)) alert(177u, value);
   std::free(name);
 }
 
@@ -317,6 +321,7 @@ int drv_options(int argc, char** argv) {
     }
   }
   clamp_identifierMax();
+  if (!gListMacros && gReportHandle == nullptr) chains_stop();
   if (gReportHandle != nullptr) {
     HTML_anchor("CPP");
     HTML_commandLine(argv, argc, "CPP");

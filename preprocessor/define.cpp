@@ -9,6 +9,7 @@
 #include "preprocessor/define.h"
 
 #include <cstdlib>
+#include <cstring>
 
 #include "common/alert.h"
 #include "common/stringcache.h"
@@ -91,7 +92,8 @@ static void put_text(const SourceChar* text) {
   while (*text != 0) body_put(*text++);
 }
 
-static void encode_identifier(SourceChar first, const macro_def* macro, const parameter_list* list) {
+// `own` is the macro's name.
+static void encode_identifier(SourceChar first, const SourceChar* own, const parameter_list* list) {
   scan_identifier(first);
   for (std::int32_t n = 0; n < list->count; n++) {
     if (sc_compare(list->names[n], gToken) == 0) {
@@ -99,7 +101,7 @@ static void encode_identifier(SourceChar first, const macro_def* macro, const pa
       return;
     }
   }
-  if (sc_compare(macro->name, gToken) == 0) body_put(CH_NO_EXPAND);
+  if (sc_compare(own, gToken) == 0) body_put(CH_NO_EXPAND);
   put_text(gToken);
 }
 
@@ -125,7 +127,7 @@ static void encode_backslash() {
 }
 
 // One token of a body, by its first unit.
-static void encode_token(SourceChar c, const macro_def* macro, const parameter_list* list) {
+static void encode_token(SourceChar c, const SourceChar* own, const parameter_list* list) {
   switch (char_class(c)) {
     case CC_QUOTE: encode_literal(c); break;
     case CC_DOT:
@@ -134,7 +136,7 @@ static void encode_token(SourceChar c, const macro_def* macro, const parameter_l
       if (gWorkFill == 0 || char_class(gWorkBuffer[gWorkFill - 1]) != CC_SPACE) body_put(' ');
       break;
     case CC_BACKSLASH: encode_backslash(); break;
-    case CC_LETTER: encode_identifier(c, macro, list); break;
+    case CC_LETTER: encode_identifier(c, own, list); break;
     default: body_put(c); break;
   }
 }
@@ -157,7 +159,7 @@ static SourceChar encode_paste() {
   return c;
 }
 
-static void encode_body(SourceChar c, const macro_def* macro, const parameter_list* list) {
+static void encode_body(SourceChar c, const SourceChar* own, const parameter_list* list) {
   gWorkFill = 0;
   while (!ends_line(c)) {
     if (c == '#') {
@@ -169,7 +171,7 @@ static void encode_body(SourceChar c, const macro_def* macro, const parameter_li
       if (char_class(c) == CC_SPACE) c = skip_ws();
       body_put(CH_STRINGIZE);
     }
-    encode_token(c, macro, list);
+    encode_token(c, own, list);
     c = get();
   }
   unget();
@@ -180,12 +182,9 @@ static void encode_body(SourceChar c, const macro_def* macro, const parameter_li
 // --- Definition ---
 
 // The place named is that of the definition that made the entry, however often it was redefined.
-static void compare_bodies(const macro_def* macro, const SourceChar* old) {
-  if (old != nullptr && sc_compare(old, macro->body) == 0) return;
-  char* name = sc_narrowDup(macro->name);
+static void report_redefinition(const macro_def* macro) {
   const char* file = macro->file != nullptr ? macro->file : "predefined";  // -D and the program's own have none
-  alert(111u, static_cast<const char*>(name), file, static_cast<int>(macro->line));
-  std::free(name);
+  alert(111u, macro_name(macro), file, static_cast<int>(macro->line));
 }
 
 // The interned name of the current frame; most definitions come from the same frame as the last one.
@@ -194,7 +193,7 @@ static const char* current_fileName() {
   static const char* last_name;
   if (gCurrentFrame == nullptr) return nullptr;
   if (gCurrentFrame->serial != last_serial) {
-    char* name = sc_narrowDup(gCurrentFrame->name);
+    char* name = sc_narrowDup(in_name(gCurrentFrame));
     last_name = cache_intern(name);
     last_serial = gCurrentFrame->serial;
     std::free(name);
@@ -202,11 +201,23 @@ static const char* current_fileName() {
   return last_name;
 }
 
-static macro_def* enter_here() {
-  macro_def* macro = macro_enter(gToken, false);
+void define_notePlace(macro_def* macro) {
   macro->line = static_cast<std::int32_t>(gLine);
   macro->file = current_fileName();
+}
+
+static macro_def* enter_here() {
+  macro_def* macro = macro_enter(gToken, 0);
+  define_notePlace(macro);
   return macro;
+}
+
+void define_finish(macro_def* macro, bool redefined, std::uint32_t length, std::int32_t nargs) {
+  const bool same = redefined && macro->body != nullptr && macro->body_length == length &&
+                    std::memcmp(macro->body, gWorkBuffer, length * sizeof(SourceChar)) == 0;
+  if (!same || macro->nargs != nargs) macro_setBody(macro, gWorkBuffer, length, nargs);
+  if (gReportHandle != nullptr) macro_traceEntry(macro);
+  if (redefined && !same) report_redefinition(macro);
 }
 
 void do_define() {
@@ -217,13 +228,10 @@ void do_define() {
     return;
   }
   macro_def* macro = scan_lookup(c);
+  SourceChar own[IDENTIFIER_MAX + 1];
+  sc_copy(own, gToken);
   const bool redefined = macro != nullptr;
-  SourceChar* old = nullptr;
-  if (redefined) {
-    old = macro_takeBody(macro);
-  } else {
-    macro = enter_here();
-  }
+  if (!redefined) macro = enter_here();
   gMacroAreaFill = 0;
   parameter_list list;
   list.count = MACRO_OBJECT;
@@ -235,12 +243,11 @@ void do_define() {
   }
   if (complete) {
     if (char_class(c) == CC_SPACE) c = skip_ws();
-    encode_body(c, macro, &list);
-    macro_setBody(macro, sc_dup(gWorkBuffer), list.count);
-    if (gReportHandle != nullptr) macro_traceEntry(macro);
-    if (redefined) compare_bodies(macro, old);
+    encode_body(c, own, &list);
+    define_finish(macro, redefined, sc_length(gWorkBuffer), list.count);
+  } else {
+    macro_setBody(macro, nullptr, 0, macro->nargs);
   }
-  if (old != nullptr) macro_releaseBody(macro, old);
   gMacroAreaFill = 0;
 }
 
@@ -251,5 +258,5 @@ void do_undef() {
     return;
   }
   scan_identifier(c);
-  macro_enter(gToken, true);
+  macro_remove(gToken);
 }

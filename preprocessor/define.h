@@ -3,13 +3,20 @@
 #ifndef PREPROCESSOR_DEFINE_H
 #define PREPROCESSOR_DEFINE_H
 
-#include "preprocessor/sourcechar.h"
+#include "preprocessor/symbols.h"
 
 // Appends to gWorkBuffer. Raises fatal 156 at the unit that finds 32768 stored.
 void work_put(SourceChar c);
 
 // Appends to gMacroArea; CH_MACRO_END is dropped. Raises fatal 149.
 void area_put(SourceChar c);
+
+// The end of a definition, on both roads: `macro` gets the `length` units of gWorkBuffer for a body. `redefined`: it is
+// no new entry. Raises 111, 296.
+void define_finish(macro_def* macro, bool redefined, std::uint32_t length, std::int32_t nargs);
+
+// The new entry that a `#define` in the current line has made knows where it stands.
+void define_notePlace(macro_def* macro);
 
 // The rest of a `#define` line, up to its newline when all went well. Raises 111, 112, 113, 137, 138,
 // fatal 148, 149, 156.

@@ -1,8 +1,6 @@
 // Booking of ended frames, and the head of a chain of expansions.
 #include "preprocessor/depth.h"
 
-#include <cstdlib>
-
 #include "common/alert.h"
 
 // The macro whose expansion took gMacroDepth from 0 to 1: a chain that grows too deep is reported with it.
@@ -14,11 +12,7 @@ bool depth_enter(const macro_def* macro) {
 }
 
 void depth_report(const macro_def* macro) {
-  char* name = sc_narrowDup(macro->name);
-  char* head = gDepthHead != nullptr ? sc_narrowDup(gDepthHead->name) : nullptr;
-  alert(115u, static_cast<const char*>(name), static_cast<const char*>(head));
-  std::free(name);
-  std::free(head);
+  alert(115u, macro_name(macro), gDepthHead != nullptr ? macro_name(gDepthHead) : nullptr);
 }
 
 void depth_forgetHead(const macro_def* macro) {

@@ -193,7 +193,7 @@ static bool expand_plainText(SourceChar* unit, collector* at) {
   *unit = c;
   if (char_class(c) != CC_LETTER) return false;
   put_blankIfDue(at);
-  if (sc_compare(gToken, at->macro->name) == 0) area_put(CH_NO_EXPAND);
+  if (sc_compareNarrow(gToken, macro_name(at->macro)) == 0) area_put(CH_NO_EXPAND);
   for (const SourceChar* p = gToken; *p != 0; p++) area_put(*p);
   *unit = in_skipMarkers();
   return true;
@@ -276,10 +276,8 @@ static void collect_arguments(const macro_def* macro, argument_list* list) {
 
 static void check_count(const macro_def* macro, std::uint32_t count) {
   if (static_cast<std::int32_t>(count) == macro->nargs || cmode_has(CMODE_GCI) != 0) return;
-  if (sc_compareNarrow(macro->name, "__interrupt") == 0) return;
-  char* name = sc_narrowDup(macro->name);
-  alert(171u, static_cast<const char*>(name), static_cast<int>(count), static_cast<int>(macro->nargs));
-  std::free(name);
+  if (std::strcmp(macro_name(macro), "__interrupt") == 0) return;
+  alert(171u, macro_name(macro), static_cast<int>(count), static_cast<int>(macro->nargs));
 }
 
 // --- Building the text ---
@@ -299,7 +297,7 @@ static void put(text_builder* text, SourceChar c) {
   }
   if (text->full) return;
   text->full = true;
-  sc_alert(153u, text->macro->name);
+  alert(153u, macro_name(text->macro));
 }
 
 // The raw text of the argument that marker `c` stands for, or absent.
@@ -393,7 +391,7 @@ static void attach_arguments(input_frame* frame, const macro_def* macro, const a
 static void push_macroFrame(macro_def* macro, const argument_list* list, std::uint32_t area_start) {
   const bool in_place = (macro->traits & (BODY_HAS_OPERATORS | BODY_HAS_SLASH)) == 0 &&
                         macro->body_length <= EXPANSION_UNITS_MAX && macro->body != nullptr;
-  input_frame* frame = in_pushFrame(in_place ? 0 : LINE_UNITS, macro->name);
+  input_frame* frame = in_pushFrame(in_place ? 0 : LINE_UNITS);
   frame->macro = macro;
   macro_hold(macro);
   bool used = (macro->traits & BODY_HAS_PARAMS) != 0;
@@ -409,7 +407,7 @@ static void push_macroFrame(macro_def* macro, const argument_list* list, std::ui
 
 // An internal check: no entry of another negative kind can be made.
 static bool refuse_kind(const macro_def* macro) {
-  sc_alert(150u, macro->name);
+  alert(150u, macro_name(macro));
   return false;
 }
 

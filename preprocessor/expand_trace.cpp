@@ -337,9 +337,9 @@ static void write_result(std::uint32_t index) {
 
 static void begin_call(const macro_def* macro) {
   bring_tapeUpToDate();
-  if (!in_isFile(gCurrentFrame)) take_off(macro->name);
+  if (!in_isFile(gCurrentFrame)) take_off(macro_wideName(macro));
   trace_entry* entry = push_entry("call ");
-  put_units(&entry->head, macro->name);
+  put_text(&entry->head, macro_name(macro));
   if (macro->nargs >= 0) begin_source(entry, gCurrentFrame);
 }
 
@@ -371,7 +371,7 @@ static void begin_text() {
 static void drop_call(const macro_def* macro) {
   const std::uint32_t index = gEntryCount - 1;
   cut(&gTape, gEntries[index].mark);
-  put_units(&gTape, macro->name);
+  put_text(&gTape, macro_name(macro));
   remove_entry(index);
   see(gCurrentFrame);
 }
@@ -440,7 +440,7 @@ static void write_openedFile(std::uint32_t index, std::uint64_t below) {
   const bool opened = gCurrentFrame != nullptr && gCurrentFrame->serial > below && in_isFile(gCurrentFrame);
   cut(&name, 0);
   if (opened) {
-    put_units(&name, gCurrentFrame->name);
+    put_units(&name, in_name(gCurrentFrame));
   } else {
     put_text(&name, "no file");
   }

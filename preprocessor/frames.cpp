@@ -23,7 +23,7 @@ static void reserve_buffer(input_frame* frame, std::uint32_t units) {
   frame->capacity = units;
 }
 
-input_frame* in_pushFrame(std::uint32_t capacity, const SourceChar* name) {
+input_frame* in_pushFrame(std::uint32_t capacity) {
   input_frame* frame = gFreeFrames;
   if (frame != nullptr) {
     gFreeFrames = frame->parent;
@@ -40,7 +40,7 @@ input_frame* in_pushFrame(std::uint32_t capacity, const SourceChar* name) {
   frame->stream = nullptr;
   frame->parent = gCurrentFrame;
   frame->depth_due = gCurrentFrame != nullptr && gCurrentFrame->pending_depth != 0;
-  frame->name = name;
+  frame->name = gEmptyText;
   frame->macro = nullptr;
   frame->args = nullptr;
   frame->line_name = nullptr;
@@ -71,7 +71,7 @@ void in_pushFile(int fd, const struct stat& status, const char* name) {
   SourceChar wide[FILE_NAME_MAX + 1];
   wide[FILE_NAME_MAX] = 0;
   sc_fromNarrowN(wide, name, FILE_NAME_MAX);
-  input_frame* frame = in_pushFrame(0, nullptr);
+  input_frame* frame = in_pushFrame(0);
   frame->name = frame->owned_name = sc_dup(wide);
   frame->stream = source_open(fd, status);
   frame->file_pos = frame->stream->line;
@@ -81,7 +81,7 @@ void in_pushFile(int fd, const struct stat& status, const char* name) {
 
 void in_pushText(const SourceChar* text) {
   const std::uint32_t length = sc_length(text);
-  const input_frame* frame = in_pushFrame(length + 1, gEmptyText);
+  const input_frame* frame = in_pushFrame(length + 1);
   std::memcpy(frame->buffer, text, (length + 1) * sizeof(SourceChar));
 }
 
@@ -113,7 +113,7 @@ void in_pushArgument(std::uint32_t n) {
   if (caller->args_have_slash) {
     in_pushText(text);
   } else {
-    input_frame* frame = in_pushFrame(0, gEmptyText);
+    input_frame* frame = in_pushFrame(0);
     frame->text_start = frame->text_pos = text;
   }
   gCurrentFrame->arg_of = macro;
@@ -131,7 +131,7 @@ void in_resumeParent(input_frame* ended) {
 
 static void show_macro(macro_def* macro) {
   if (--macro->disable < 0) {
-    sc_alert(158u, macro->name);
+    alert(158u, macro_name(macro));
   }
   macro_unhold(macro);
 }

@@ -22,7 +22,7 @@ struct input_frame {
   std::int32_t carried;        // frames that ended on this one since its last unit was read
   line_source* stream;         // present in a file frame
   input_frame* parent;         // absent only in the frame of the primary source
-  const SourceChar* name;      // file name as opened, macro name, or empty; never absent
+  const SourceChar* name;      // file name as opened, or empty; never absent
   macro_def* macro;            // present in a macro frame
   SourceChar** args;           // arguments of the call, or absent; entries may be absent
   SourceChar* line_name;       // owned; file name set by #line, or absent
@@ -46,13 +46,18 @@ struct input_frame {
 inline bool in_isFile(const input_frame* frame) { return frame->stream != nullptr; }
 inline bool in_isPlain(const input_frame* frame) { return frame->stream == nullptr && frame->macro == nullptr; }
 
+// The file name as opened, the macro's name, or nothing; a macro's is good until the next call.
+inline const SourceChar* in_name(const input_frame* frame) {
+  return frame->macro != nullptr ? macro_wideName(frame->macro) : frame->name;
+}
+
 // The name that markers and __FILE__ show.
 inline const SourceChar* in_shownName(const input_frame* frame) {
   return frame->line_name != nullptr ? frame->line_name : frame->name;
 }
 
-// Pushes an empty frame whose buffer has room for `capacity` units; `name` is lent. Raises 296.
-input_frame* in_pushFrame(std::uint32_t capacity, const SourceChar* name);
+// Pushes an empty frame whose buffer has room for `capacity` units. Raises 296.
+input_frame* in_pushFrame(std::uint32_t capacity);
 
 // Pushes a file frame on the open descriptor `fd`, which it owns, under a copy of `name`. `status` is
 // what the system tells of the file.

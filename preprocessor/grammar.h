@@ -72,6 +72,17 @@ inline bool number_accepts(number_state* state, SourceChar c) {
   return number_acceptsSuffix(state, c);
 }
 
+// Behind the number whose first digit lies at `at`, or behind `at` if there is a dot that no digit follows.
+template <class Unit>
+Unit* number_end(Unit* at) {
+  if (*at == '.' && !char_isDigit(at[1])) return at + 1;
+  number_state state = *at == '.' ? number_beginDot() : number_begin(10);
+  if (*at == '0') state = number_begin(number_radixBehindZero(at[1]));
+  at += *at == '0' && state.radix != 8 ? 2 : 1;
+  while (number_accepts(&state, *at)) at++;
+  return at;
+}
+
 // --- Comments ---
 
 // Does a comment begin at `at`?

@@ -4,6 +4,7 @@
 #include "preprocessor/reports.h"
 
 #include "common/html.h"
+#include "preprocessor/chains.h"
 
 // --- The -dM list ---
 
@@ -24,8 +25,9 @@ static void list_unit(std::FILE* stream, SourceChar c) {
 }
 
 static void list_macro(std::FILE* stream, const macro_def* macro) {
+  if (macro->body == nullptr) return;
   std::fputs("#define ", stream);
-  sc_write(macro->name, stream);
+  std::fputs(macro_name(macro), stream);
   if (macro->nargs > 0) {
     std::putc('(', stream);
     for (std::int32_t n = 0; n < macro->nargs; n++) std::fprintf(stream, "%sval%d", n == 0 ? "" : ",", n);
@@ -37,11 +39,7 @@ static void list_macro(std::FILE* stream, const macro_def* macro) {
 }
 
 void macro_listDefines(std::FILE* stream) {
-  for (const macro_chain& chain : gMacroTable) {
-    for (const macro_def* macro = chain.head; macro != nullptr; macro = macro->next) {
-      if (macro->body != nullptr) list_macro(stream, macro);
-    }
-  }
+  chains_visit([](const macro_def* macro, void* to) { list_macro(static_cast<std::FILE*>(to), macro); }, stream);
 }
 
 // --- The HTML table ---
@@ -70,7 +68,7 @@ static void report_arguments(std::int32_t nargs) {
 
 void macro_traceEntry(const macro_def* macro) {
   HTML_cell("<code>");
-  HTML_writeSource(macro->name);
+  HTML_print("%s", macro_name(macro));
   HTML_print("</code>");
   report_arguments(macro->nargs);
   if (macro->body == nullptr) {
@@ -87,7 +85,5 @@ void macro_reportTable() {
   HTML_cell("<b>Macro name</b>");
   HTML_cell("<b>Arguments</b>");
   HTML_cell("<b>Value</b>");
-  for (const macro_chain& chain : gMacroTable) {
-    for (const macro_def* macro = chain.head; macro != nullptr; macro = macro->next) macro_traceEntry(macro);
-  }
+  chains_visit([](const macro_def* macro, void*) { macro_traceEntry(macro); }, nullptr);
 }

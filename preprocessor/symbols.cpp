@@ -1,18 +1,16 @@
 // The symbol table.
 //
-// Two structures hold the same entries. gMacroTable has the chains in the order that the reports
-// show: a new name goes ahead of the first entry of equal hash and greater name, or to the chain's
-// end. The hash is a plain sum, so names that differ in digits only crowd into a few chains; each
-// chain therefore keeps its entries in a tree too, by which a place in it is found. Looking a name up
-// goes through a second table, open-addressed and hashed over all bits of the name.
+// Names are found in an open-addressed table, hashed over all bits of the name. Entries are cut from large pieces of
+// memory; what one that is removed leaves waits for the next of its size.
+#include "preprocessor/symbols.h"
+
 #include <cstdlib>
 #include <cstring>
 
 #include "common/osdep.h"
+#include "preprocessor/chains.h"
 #include "preprocessor/depth.h"
 #include "preprocessor/finished.h"
-
-macro_chain gMacroTable[MACRO_CHAINS];
 
 // A name is read eight bytes at a time, and so up to this many past its end.
 constexpr std::uint32_t NAME_SLACK = NAME_WORD;
@@ -21,10 +19,10 @@ constexpr std::uint32_t NAME_SLACK = NAME_WORD;
 
 // Two arrays side by side: a search that finds nothing, the usual one, touches the tags alone.
 struct name_index {
-  std::uint32_t* tags;  // the hash of the name
-  macro_def** macros;   // nullptr: the slot is free
+  std::uint32_t* tags;  // the upper half of the name's hash; 0: the slot is free
+  macro_def** macros;
   std::uint32_t mask;   // slots less 1
-  std::uint32_t shift;  // a hash so far to the right is a slot: its highest bits, which all bytes of the name reach
+  std::uint32_t shift;  // of a tag, for the slot where the search begins
   std::uint32_t count;
 };
 
@@ -32,24 +30,25 @@ constexpr std::uint32_t INDEX_START_BITS = 9;
 constexpr std::uint32_t INDEX_START = 1u << INDEX_START_BITS;
 static std::uint32_t gFirstTags[INDEX_START];
 static macro_def* gFirstMacros[INDEX_START];
-static name_index gIndex = {gFirstTags, gFirstMacros, INDEX_START - 1, 64 - INDEX_START_BITS, 0};
+static name_index gIndex = {gFirstTags, gFirstMacros, INDEX_START - 1, 32 - INDEX_START_BITS, 0};
 
 std::uint64_t gMacroShapes[SHAPE_BITS / 64];
 std::uint32_t gMacroGeneration;
 
-// The tag of a name and its place come from the same hash: of all bytes, also those between the first and the last
-// eight. Never 0, which marks a free slot.
-static std::uint64_t hash_name(const unsigned char* name, std::uint32_t length, std::uint64_t shape) {
+// The tag of a name: of all bytes, also those between the first and the last eight. Its upper bits are the place where
+// the search begins, since a factor carries upward only: the last byte of `REG_1234` reaches the topmost eight bits and
+// no others. Never 0.
+static std::uint32_t tag_of(const unsigned char* name, std::uint32_t length, std::uint64_t shape) {
   constexpr std::uint64_t FACTOR = 0x9e3779b97f4a7c15;
   for (std::uint32_t at = NAME_WORD; at + NAME_WORD < length; at += NAME_WORD) {
     shape = (shape + macro_loadWord(name + at)) * FACTOR;
     shape ^= shape >> 32;
   }
-  return shape;
+  return static_cast<std::uint32_t>(shape >> 32) | 1;
 }
 
 static const unsigned char* bytes_of(const macro_def* macro) {
-  return reinterpret_cast<const unsigned char*>(macro->bytes);
+  return reinterpret_cast<const unsigned char*>(macro + 1);
 }
 
 static bool is_named(const macro_def* macro, const unsigned char* name, std::uint32_t length) {
@@ -61,21 +60,12 @@ static bool is_named(const macro_def* macro, const unsigned char* name, std::uin
   return macro_firstBytes(name, length) == macro_firstBytes(bytes, length);
 }
 
-struct name_place {
-  std::uint32_t tag;
-  std::uint32_t home;  // the slot where the search begins
-};
-
-static name_place place_of(std::uint64_t hash) {
-  return {static_cast<std::uint32_t>(hash) | 1, static_cast<std::uint32_t>(hash >> gIndex.shift)};
-}
-
 static std::uint32_t slot_behind(std::uint32_t slot) { return (slot + 1) & gIndex.mask; }
 
 macro_def* macro_findShape(const unsigned char* name, std::uint32_t length, std::uint64_t shape) {
-  const name_place place = place_of(hash_name(name, length, shape));
-  for (std::uint32_t i = place.home; gIndex.tags[i] != 0; i = slot_behind(i)) {
-    if (gIndex.tags[i] == place.tag && is_named(gIndex.macros[i], name, length)) return gIndex.macros[i];
+  const std::uint32_t tag = tag_of(name, length, shape);
+  for (std::uint32_t i = tag >> gIndex.shift; gIndex.tags[i] != 0; i = slot_behind(i)) {
+    if (gIndex.tags[i] == tag && is_named(gIndex.macros[i], name, length)) return gIndex.macros[i];
   }
   return nullptr;
 }
@@ -97,15 +87,10 @@ macro_def* macro_findToken() {
   return char_isByte(all) ? macro_find(bytes, gTokenLength) : nullptr;
 }
 
-static std::uint64_t hash_macro(const macro_def* macro) {
-  return hash_name(bytes_of(macro), macro->name_length, macro_shape(bytes_of(macro), macro->name_length));
-}
-
-static void index_put(macro_def* macro) {
-  const name_place place = place_of(hash_macro(macro));
-  std::uint32_t i = place.home;
+static void index_put(macro_def* macro, std::uint32_t tag) {
+  std::uint32_t i = tag >> gIndex.shift;
   while (gIndex.tags[i] != 0) i = slot_behind(i);
-  gIndex.tags[i] = place.tag;
+  gIndex.tags[i] = tag;
   gIndex.macros[i] = macro;
 }
 
@@ -115,29 +100,29 @@ static void index_grow() {
   const std::uint32_t size = (old.mask + 1) * 2;
   gIndex = {mem_array<std::uint32_t>(size), mem_array<macro_def*>(size), size - 1, old.shift - 1, old.count};
   for (std::uint32_t i = 0; i <= old.mask; i++) {
-    if (old.tags[i] != 0) index_put(old.macros[i]);
+    if (old.tags[i] != 0) index_put(old.macros[i], old.tags[i]);
   }
   if (old.tags == gFirstTags) return;
   std::free(old.tags);
   std::free(old.macros);
 }
 
-static void index_insert(macro_def* macro) {
-  if (macro->bytes == nullptr) return;
+static void index_insert(macro_def* macro, std::uint64_t shape) {
   if (++gIndex.count > (gIndex.mask + 1) / 2) index_grow();
-  index_put(macro);
-  const std::uint64_t bit = macro_shape(bytes_of(macro), macro->name_length) >> 48;
+  index_put(macro, tag_of(bytes_of(macro), macro->name_length, shape));
+  const std::uint64_t bit = shape >> 48;
   gMacroShapes[bit / 64] |= std::uint64_t{1} << (bit % 64);
 }
 
+static std::uint64_t shape_of(const macro_def* macro) { return macro_shape(bytes_of(macro), macro->name_length); }
+
 // Closes the gap: entries that had been pushed past the freed slot move back.
 static void index_remove(const macro_def* macro) {
-  if (macro->bytes == nullptr) return;
-  std::uint32_t gap = place_of(hash_macro(macro)).home;
+  std::uint32_t gap = tag_of(bytes_of(macro), macro->name_length, shape_of(macro)) >> gIndex.shift;
   while (gIndex.macros[gap] != macro) gap = slot_behind(gap);
   gIndex.count--;
   for (std::uint32_t i = slot_behind(gap); gIndex.tags[i] != 0; i = slot_behind(i)) {
-    const std::uint32_t home = place_of(hash_macro(gIndex.macros[i])).home;
+    const std::uint32_t home = gIndex.tags[i] >> gIndex.shift;
     if (((i - home) & gIndex.mask) < ((i - gap) & gIndex.mask)) continue;
     gIndex.tags[gap] = gIndex.tags[i];
     gIndex.macros[gap] = gIndex.macros[i];
@@ -147,103 +132,88 @@ static void index_remove(const macro_def* macro) {
   gIndex.macros[gap] = nullptr;
 }
 
-// --- Chains ---
+// --- Memory of entries ---
 
-static std::uint32_t chain_hash(const SourceChar* name) {
-  std::uint32_t sum = 0;
-  std::uint32_t length = 0;
-  for (; name[length] != 0; length++) sum += name[length];
-  return sum + length;
-}
+// Pieces of up to so many bytes are cut from large ones; the few above have an allocation each.
+constexpr std::uint32_t PIECE_STEP = 8;
+constexpr std::uint32_t PIECE_MAX = 4096;
+constexpr std::uint32_t CHUNK_BYTES = 256 * 1024;
+constexpr std::uint32_t FIRST_CHUNK_BYTES = 16 * 1024;
 
-// The chain's entries by (hash, name), in a tree: a node's `rank`, drawn when it is made, is above those
-// below it, which keeps the tree flat whatever the order of the definitions. Below 0 if `macro` comes ahead
-// of the name.
-static int compare_entry(const macro_def* macro, std::uint32_t hash, const SourceChar* name) {
-  return macro->hash != hash ? (macro->hash < hash ? -1 : 1) : sc_compare(macro->name, name);
-}
-
-// Where a name is, or would be.
-struct tree_place {
-  macro_def** link;   // to its entry; empty if there is none
-  macro_def* behind;  // without an entry: the first one that comes behind the name, or absent
+struct free_piece {
+  free_piece* next;
 };
+static free_piece* gFreePieces[PIECE_MAX / PIECE_STEP + 1];  // by size
+alignas(macro_def) static char gFirstChunk[FIRST_CHUNK_BYTES + NAME_SLACK];
+static char* gChunkAt = gFirstChunk;
+static std::uint32_t gChunkLeft = FIRST_CHUNK_BYTES;
 
-static tree_place tree_find(macro_def** link, std::uint32_t hash, const SourceChar* name) {
-  macro_def* behind = nullptr;
-  while (*link != nullptr) {
-    const int order = compare_entry(*link, hash, name);
-    if (order == 0) break;
-    if (order > 0) behind = *link;
-    link = order > 0 ? &(*link)->left : &(*link)->right;
+static void* get_piece(std::uint32_t bytes) {
+  if (bytes > PIECE_MAX) return mem_allocRaw(bytes + NAME_SLACK);
+  free_piece** waiting = &gFreePieces[bytes / PIECE_STEP];
+  if (*waiting != nullptr) {
+    free_piece* piece = *waiting;
+    *waiting = piece->next;
+    return piece;
   }
-  return {link, behind};
-}
-
-static std::uint32_t draw_rank() {
-  static std::uint32_t state = 1;
-  state ^= state << 13;
-  state ^= state >> 17;
-  state ^= state << 5;
-  return state;
-}
-
-// The entries below the place that `macro` takes part into those ahead of it and those behind it.
-static void tree_insert(macro_def** link, macro_def* macro) {
-  macro->rank = draw_rank();
-  while (*link != nullptr && (*link)->rank > macro->rank) {
-    link = compare_entry(*link, macro->hash, macro->name) > 0 ? &(*link)->left : &(*link)->right;
+  if (gChunkLeft < bytes) {  // what is left of it is lost
+    gChunkAt = static_cast<char*>(mem_allocRaw(CHUNK_BYTES + NAME_SLACK));
+    gChunkLeft = CHUNK_BYTES;
   }
-  macro_def* rest = *link;
-  *link = macro;
-  macro_def** ahead = &macro->left;
-  macro_def** behind = &macro->right;
-  while (rest != nullptr) {
-    if (compare_entry(rest, macro->hash, macro->name) < 0) {
-      *ahead = rest;
-      rest = *(ahead = &rest->right);
-    } else {
-      *behind = rest;
-      rest = *(behind = &rest->left);
-    }
+  char* piece = gChunkAt;
+  gChunkAt += bytes;
+  gChunkLeft -= bytes;
+  return piece;
+}
+
+static void put_piece(void* memory, std::uint32_t bytes) {
+  if (bytes > PIECE_MAX) {
+    std::free(memory);
+    return;
   }
-  *ahead = *behind = nullptr;
-}
-
-// Takes out the entry that `link` leads to.
-static void tree_remove(macro_def** link) {
-  macro_def* left = (*link)->left;
-  macro_def* right = (*link)->right;
-  while (left != nullptr && right != nullptr) {
-    if (left->rank > right->rank) {
-      *link = left;
-      left = *(link = &left->right);
-    } else {
-      *link = right;
-      right = *(link = &right->left);
-    }
-  }
-  *link = left != nullptr ? left : right;
-}
-
-static void chain_link(macro_chain* chain, macro_def* macro, macro_def* before) {
-  macro->next = before;
-  macro->previous = before != nullptr ? before->previous : chain->tail;
-  (macro->previous != nullptr ? macro->previous->next : chain->head) = macro;
-  (before != nullptr ? before->previous : chain->tail) = macro;
-}
-
-static void chain_unlink(macro_chain* chain, const macro_def* macro) {
-  (macro->previous != nullptr ? macro->previous->next : chain->head) = macro->next;
-  (macro->next != nullptr ? macro->next->previous : chain->tail) = macro->previous;
+  auto* piece = static_cast<free_piece*>(memory);
+  piece->next = gFreePieces[bytes / PIECE_STEP];
+  gFreePieces[bytes / PIECE_STEP] = piece;
 }
 
 // --- Entries ---
 
+// Bytes from the start of an entry to its room.
+static std::uint32_t room_at(std::uint32_t name_length) {
+  constexpr std::uint32_t UNIT = sizeof(SourceChar);
+  return static_cast<std::uint32_t>(sizeof(macro_def)) + name_length / UNIT * UNIT + UNIT;
+}
+
+static std::uint32_t piece_bytes(std::uint32_t name_length, std::uint32_t room) {
+  const std::uint32_t bytes = room_at(name_length) + room * static_cast<std::uint32_t>(sizeof(SourceChar));
+  return (bytes + PIECE_STEP - 1) / PIECE_STEP * PIECE_STEP;
+}
+
+static SourceChar* room_of(macro_def* macro) {
+  return reinterpret_cast<SourceChar*>(reinterpret_cast<char*>(macro) + room_at(macro->name_length));
+}
+
+// An entry whose name is still to be put behind it.
+static macro_def* new_entry(std::uint32_t name_length, std::uint32_t room) {
+  constexpr std::uint32_t ROOM_MAX = 512;  // a longer body has an allocation of its own
+  static_assert(ROOM_MAX <= UINT16_MAX);
+  if (room > ROOM_MAX) room = 0;
+  auto* entry = static_cast<macro_def*>(get_piece(piece_bytes(name_length, room)));
+  std::memset(static_cast<void*>(entry), 0, sizeof *entry);
+  entry->name_length = name_length;
+  entry->room = static_cast<std::uint16_t>(room);
+  reinterpret_cast<char*>(entry + 1)[name_length] = 0;
+  return entry;
+}
+
+static void free_body(macro_def* macro) {
+  if (macro->body != room_of(macro)) std::free(macro->body);
+}
+
 static void free_entry(macro_def* macro) {
   finished_forget(macro);
-  std::free(macro->body);
-  std::free(macro);
+  free_body(macro);
+  put_piece(macro, piece_bytes(macro->name_length, macro->room));
 }
 
 // A control line in macro text can remove a macro whose text is still being read: the entry then
@@ -260,80 +230,141 @@ void macro_unhold(macro_def* macro) {
   if (--macro->frames == 0 && macro->removed) discard_entry(macro);
 }
 
-// The entry and both forms of its name in one piece, the bytes first: a look-up reads them behind the entry.
-static macro_def* new_entry(const SourceChar* name, std::uint32_t hash) {
-  constexpr std::uint32_t ALIGNMENT = sizeof(SourceChar);
-  const std::uint32_t length = sc_length(name);
-  const std::uint32_t bytes = (length + NAME_SLACK + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
-  const auto entry_bytes = static_cast<std::uint32_t>(sizeof(macro_def));
-  auto* entry = static_cast<macro_def*>(mem_alloc(entry_bytes + bytes + (length + 1) * ALIGNMENT));
-  char* behind = reinterpret_cast<char*>(entry + 1);
-  entry->hash = hash;
-  entry->name_length = length;
-  entry->name = reinterpret_cast<SourceChar*>(behind + bytes);
-  SourceChar all = 0;
-  for (std::uint32_t i = 0; i < length; i++) all |= entry->name[i] = name[i];
-  if (char_isByte(all)) entry->bytes = sc_toNarrow(behind, name);
+const SourceChar* macro_wideName(const macro_def* macro) {
+  static SourceChar wide[IDENTIFIER_MAX + 1];
+  return sc_fromNarrowN(wide, macro_name(macro), IDENTIFIER_MAX);
+}
+
+// --- Names in bytes ---
+
+static void widen(SourceChar* wide, const unsigned char* name, std::uint32_t length) {
+  for (std::uint32_t i = 0; i < length; i++) wide[i] = name[i];
+  wide[length] = 0;
+}
+
+macro_def* macro_enterNew(const unsigned char* name, std::uint32_t length, std::uint64_t shape, std::uint32_t room) {
+  macro_def* entry = new_entry(length, room);
+  std::memcpy(entry + 1, name, length);
+  gMacroGeneration++;
+  index_insert(entry, shape);
+  if (gChainsKept) {
+    SourceChar wide[IDENTIFIER_MAX + 1];
+    widen(wide, name, length);
+    chains_put(wide, entry);
+  }
   return entry;
 }
 
-macro_def* macro_enter(const SourceChar* name, bool remove) {
-  static macro_def removed;  // stands for the answer that an entry was there
-  const std::uint32_t hash = chain_hash(name);
-  macro_chain* chain = &gMacroTable[hash % MACRO_CHAINS];
-  const tree_place place = tree_find(&chain->root, hash, name);
-  macro_def* old = *place.link;
-  macro_def* before = nullptr;  // where a search along the chain would stop
-  if (old != nullptr) {
-    before = old->next;
-    index_remove(old);
-    tree_remove(place.link);
-    chain_unlink(chain, old);
-  } else if (place.behind != nullptr && place.behind->hash == hash) {
-    before = place.behind;
-  }
-  macro_def* entry = old != nullptr ? &removed : nullptr;
+void macro_removeEntry(macro_def* macro) {
   gMacroGeneration++;
-  if (!remove) {
-    entry = new_entry(name, hash);
-    tree_insert(&chain->root, entry);
-    chain_link(chain, entry, before);
-    index_insert(entry);
+  index_remove(macro);
+  if (gChainsKept) {
+    SourceChar wide[IDENTIFIER_MAX + 1];
+    widen(wide, bytes_of(macro), macro->name_length);
+    chains_take(wide);
+  }
+  discard_entry(macro);
+}
+
+// --- Names in units ---
+
+// What is known of a name that may hold marks of the reader, as in `#define` in macro text: an entry of such a name is
+// in the chains alone, or nowhere if there are none.
+struct unit_name {
+  std::uint32_t length;  // without marks
+  bool marked;
+};
+
+static unit_name measure(const SourceChar* name) {
+  unit_name measured = {0, false};
+  for (; *name != 0; name++) {
+    const bool byte = char_isByte(*name);
+    measured.length += byte;
+    measured.marked = measured.marked || !byte;
+  }
+  return measured;
+}
+
+static macro_def* new_named(const SourceChar* name, std::uint32_t length, std::uint32_t room) {
+  macro_def* entry = new_entry(length, room);
+  auto* bytes = reinterpret_cast<unsigned char*>(entry + 1);
+  for (; *name != 0; name++) {
+    if (char_isByte(*name)) *bytes++ = static_cast<unsigned char>(*name);
+  }
+  return entry;
+}
+
+static macro_def* find_same(const macro_def* entry) {
+  return macro_findShape(bytes_of(entry), entry->name_length, shape_of(entry));
+}
+
+macro_def* macro_enter(const SourceChar* name, std::uint32_t room) {
+  static macro_def* unfound;  // the last entry that is nowhere
+  const unit_name measured = measure(name);
+  macro_def* entry = new_named(name, measured.length, room);
+  macro_def* old = measured.marked ? unfound : find_same(entry);
+  gMacroGeneration++;
+  if (old != nullptr && !measured.marked) index_remove(old);
+  if (!measured.marked) index_insert(entry, shape_of(entry));
+  if (gChainsKept) {
+    old = chains_put(name, entry);
+  } else if (measured.marked) {
+    unfound = entry;
   }
   if (old != nullptr) discard_entry(old);
   return entry;
 }
 
+bool macro_remove(const SourceChar* name) {
+  const unit_name measured = measure(name);
+  macro_def* old = nullptr;
+  if (!measured.marked) {
+    macro_def* entry = new_named(name, measured.length, 0);
+    old = find_same(entry);
+    free_entry(entry);
+  }
+  if (gChainsKept) old = chains_take(name);
+  if (old == nullptr) return false;
+  gMacroGeneration++;
+  if (!measured.marked) index_remove(old);
+  discard_entry(old);
+  return true;
+}
+
 // --- Bodies ---
 
-void macro_setBody(macro_def* macro, SourceChar* body, std::int32_t nargs) {
-  gMacroGeneration++;
-  finished_forget(macro);
-  macro->body = body;
-  macro->nargs = nargs;
-  macro->traits = 0;
-  macro->body_length = 0;
-  if (body == nullptr) return;
-  const SourceChar* p = body;
-  for (; *p != 0; p++) {
-    if (ch_isParam(*p)) macro->traits |= BODY_HAS_PARAMS;
-    if (*p == CH_STRINGIZE || *p == CH_PASTE) macro->traits |= BODY_HAS_OPERATORS;
-    if (*p == '/') macro->traits |= BODY_HAS_SLASH;
+static bool is_marker(SourceChar c) { return !char_isByte(c); }
+
+static std::uint8_t traits_of(const SourceChar* body, std::uint32_t length) {
+  SourceChar all = 0;
+  bool slash = false;
+  for (std::uint32_t i = 0; i < length; i++) {
+    all |= body[i];
+    slash |= body[i] == '/';
   }
-  macro->body_length = static_cast<std::uint32_t>(p - body);
+  std::uint32_t traits = 0;
+  if (slash) traits |= BODY_HAS_SLASH;
+  for (std::uint32_t i = 0; i < length && is_marker(all); i++) {
+    if (ch_isParam(body[i])) traits |= BODY_HAS_PARAMS;
+    if (body[i] == CH_STRINGIZE || body[i] == CH_PASTE) traits |= BODY_HAS_OPERATORS;
+  }
+  return static_cast<std::uint8_t>(traits);
 }
 
-SourceChar* macro_takeBody(macro_def* macro) {
-  SourceChar* body = macro->body;
+// Frames read bodies in place: one that a frame may still read stays, and where it lies in the room, the room is lost
+// to what comes meanwhile.
+void macro_setBody(macro_def* macro, const SourceChar* body, std::uint32_t length, std::int32_t nargs) {
   gMacroGeneration++;
   finished_forget(macro);
-  macro->body = nullptr;
-  macro->body_length = 0;
+  if (macro->frames == 0) free_body(macro);
+  macro->nargs = static_cast<std::int16_t>(nargs);
+  macro->body_length = length;
   macro->traits = 0;
-  return body;
-}
-
-// Frames read bodies in place, so one that may still be read stays.
-void macro_releaseBody(const macro_def* macro, SourceChar* body) {
-  if (macro->frames == 0) std::free(body);
+  macro->body = nullptr;
+  if (body == nullptr) return;
+  const bool fits = length < macro->room && macro->frames == 0;
+  macro->body = fits ? room_of(macro) : static_cast<SourceChar*>(mem_allocRaw((length + 1) * sizeof(SourceChar)));
+  std::memcpy(macro->body, body, length * sizeof(SourceChar));
+  macro->body[length] = 0;
+  macro->traits = traits_of(body, length);
 }

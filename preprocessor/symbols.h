@@ -1,4 +1,4 @@
-// The symbol table: what a macro is, how its name is found, and the order that the reports show.
+// The symbol table: what a macro is, and how its name is found.
 #ifndef PREPROCESSOR_SYMBOLS_H
 #define PREPROCESSOR_SYMBOLS_H
 
@@ -9,10 +9,10 @@
 
 constexpr std::uint32_t MACRO_PARAMS_MAX = 31;  // parameters or arguments; one more: fatal 148 or 151
 
-enum macro_kind : std::int32_t {
-  MACRO_OBJECT = -1,  // no parameter list
-  MACRO_LINE = -2,    // __LINE__: replacement made at each use, no body
-  MACRO_FILE = -3,    // __FILE__: likewise
+enum macro_kind : std::int32_t {  // 0 and above: that many parameters
+  MACRO_OBJECT = -1,              // no parameter list
+  MACRO_LINE = -2,                // __LINE__: replacement made at each use, no body
+  MACRO_FILE = -3,                // __FILE__: likewise
 };
 
 // What a body holds, found once when it is stored, so that a call knows what it has to do.
@@ -24,48 +24,45 @@ enum body_traits : std::uint8_t {
 
 struct finished_text;
 
-// One entry of the symbol table.
+// One entry of the symbol table. Behind it, in the same piece of memory, lie the bytes of its name with a 0, and room
+// for a body: a million macros need some 110 bytes each, the look-up table included.
 struct macro_def {
-  macro_def* next;       // in the chain
-  SourceChar* body;      // owned; absent: dynamic replacement or failed definition
-  std::uint32_t hash;    // sum of the name's units, plus their number
-  std::int32_t nargs;    // parameters, or a macro_kind
-  std::int32_t disable;  // expansions that now hide the name
-  std::uint32_t rank;    // in the tree of the chain's entries
-  const char* file;      // interned; where #define made the entry, absent for -D and presets
+  SourceChar* body;         // in the entry's room or owned; absent: dynamic replacement or failed definition
+  finished_text* finished;  // what its expansion has written, or absent (finished.h)
+  const char* file;         // interned; where #define made the entry, absent for -D and presets
   std::int32_t line;
-  SourceChar* name;     // behind the entry, like `bytes`
-  macro_def* previous;  // in the chain
   std::uint32_t name_length;
   std::uint32_t body_length;
-  std::uint32_t frames;     // macro frames that hold this entry's text
-  std::uint8_t traits;      // body_traits of `body`
-  bool removed;             // out of the table, kept only for its living frames
-  macro_def* left;          // below the entry in that tree: those ahead of it
-  macro_def* right;         // and those behind it
-  finished_text* finished;  // what its expansion has written, or absent (finished.h)
-  char* bytes;              // the name in bytes for the look-up, absent if it holds a marker
+  std::uint32_t frames;  // macro frames that hold this entry's text
+  std::int16_t disable;  // expansions that now hide the name
+  std::int16_t nargs;    // parameters, or a macro_kind
+  std::uint16_t room;    // units behind the name
+  std::uint8_t traits;   // body_traits of `body`
+  bool removed;          // out of the table, kept only for its living frames
 };
+static_assert(sizeof(macro_def) == 48);
 
-constexpr std::uint32_t MACRO_CHAINS = 8192;
-struct macro_chain {
-  macro_def* head;
-  macro_def* tail;
-  macro_def* root;  // of the tree of its entries, by (hash, name)
-};
-extern macro_chain gMacroTable[MACRO_CHAINS];
+// The name, without marks of the reader that may have stood in it: a name with one is found by no search.
+inline const char* macro_name(const macro_def* macro) { return reinterpret_cast<const char*>(macro + 1); }
 
-// Removes any entry of that name and, unless `remove`, makes a new one that the caller fills.
-// Returns the new entry; with `remove`, a non-null answer only says that the name was there. Raises 296.
-macro_def* macro_enter(const SourceChar* name, bool remove);
+// The name in units, at most IDENTIFIER_MAX of them, in a buffer that the next call uses again.
+const SourceChar* macro_wideName(const macro_def* macro);
 
-// Gives `macro` a body (a string from mem_alloc that the entry takes over, or nullptr) and its kind.
-void macro_setBody(macro_def* macro, SourceChar* body, std::int32_t nargs);
+// Makes a new entry that the caller fills, in the place of any entry of that name; `room` is the number of units that
+// its body is expected to need, with its 0. Raises 296.
+macro_def* macro_enter(const SourceChar* name, std::uint32_t room);
 
-// Takes the body out; the caller owns it, and gives it back with macro_releaseBody, which keeps it
-// while a frame still reads it.
-SourceChar* macro_takeBody(macro_def* macro);
-void macro_releaseBody(const macro_def* macro, SourceChar* body);
+// Removes the entry of that name; false if there is none.
+bool macro_remove(const SourceChar* name);
+
+// The same where the look-up has told whether there is an entry: a new one, or the removal of `macro`. `shape` is what
+// macro_shape gives, and `name` may be read up to 7 bytes past its end.
+macro_def* macro_enterNew(const unsigned char* name, std::uint32_t length, std::uint64_t shape, std::uint32_t room);
+void macro_removeEntry(macro_def* macro);
+
+// Gives `macro` its kind and a copy of the `length` units of `body`, whose old one is gone unless a frame still reads
+// it. With an absent `body` there is none. Raises 296.
+void macro_setBody(macro_def* macro, const SourceChar* body, std::uint32_t length, std::int32_t nargs);
 
 // A macro frame of `macro` begins or ends; the end releases an entry that was removed meanwhile.
 inline void macro_hold(macro_def* macro) { macro->frames++; }

@@ -197,7 +197,7 @@ void text_expandName(macro_def* macro, text_state* state) {
     state->expanded = true;
     return;
   }
-  sc_copy(gToken, macro->name);
+  sc_fromNarrow(gToken, macro_name(macro));
   gTokenLength = macro->name_length;
   if (!scan_catenate(gToken[0])) out_name(gToken);
 }

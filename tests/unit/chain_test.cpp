@@ -1,4 +1,4 @@
-// The chains of the symbol table against the plain search along a chain that defines their order.
+// The symbol table and its chains against the plain search along a chain that defines their order.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "preprocessor/cpp6.h"
+#include "preprocessor/chains.h"
 
 using chain_model = std::vector<std::string>;
 
@@ -32,21 +32,21 @@ TEST(Chains, KeepTheOrderOfAPlainSearch) {
   std::mt19937 random(5);
   std::map<std::uint32_t, chain_model> chains;
   for (int i = 0; i < 20000; i++) {
-    std::string name = i % 3 == 0 ? std::string(66, 'z') + 'I' : "";  // adds MACRO_CHAINS to the hash
+    std::string name = i % 3 == 0 ? std::string(66, 'z') + 'I' : "";  // adds CHAINS to the hash
     for (int k = 0; k < 6; k++) name += static_cast<char>('a' + random() % 4);
     const bool remove = random() % (i < 10000 ? 3 : 2) == 0;
     SourceChar wide[256];
-    const macro_def* made = macro_enter(sc_fromNarrow(wide, name.c_str()), remove);
-    const bool found = enter(&chains[hash_of(name) % MACRO_CHAINS], name, remove);
-    ASSERT_EQ(made != nullptr, found || !remove) << name;
+    sc_fromNarrow(wide, name.c_str());
+    const bool removed = remove && macro_remove(wide);
+    const macro_def* made = remove ? nullptr : macro_enter(wide, 0);
+    const bool found = enter(&chains[hash_of(name) % CHAINS], name, remove);
+    ASSERT_EQ(removed, remove && found) << name;
+    name += std::string(8, '\0');
+    ASSERT_EQ(macro_find(reinterpret_cast<const unsigned char*>(name.c_str()), sc_length(wide)), made) << name;
   }
-  for (const auto& [number, names] : chains) {
-    chain_model forward, back;
-    char text[256];
-    const macro_chain& chain = gMacroTable[number];
-    for (const macro_def* m = chain.head; m; m = m->next) forward.push_back(sc_toNarrow(text, m->name));
-    for (const macro_def* m = chain.tail; m; m = m->previous) back.insert(back.begin(), sc_toNarrow(text, m->name));
-    EXPECT_EQ(forward, names);
-    EXPECT_EQ(back, names);
-  }
+  chain_model expected, shown;
+  for (const auto& [number, names] : chains) expected.insert(expected.end(), names.begin(), names.end());
+  chains_visit([](const macro_def* macro, void* to) { static_cast<chain_model*>(to)->push_back(macro_name(macro)); },
+               &shown);
+  EXPECT_EQ(shown, expected);
 }
