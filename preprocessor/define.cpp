@@ -14,6 +14,7 @@
 #include "common/alert.h"
 #include "common/stringcache.h"
 #include "preprocessor/cpp6.h"
+#include "preprocessor/definelines.h"
 #include "preprocessor/reports.h"
 
 // A full buffer is reported once; what does not fit is lost.
@@ -221,6 +222,7 @@ void define_finish(macro_def* macro, bool redefined, std::uint32_t length, std::
 }
 
 void do_define() {
+  if (define_inPlace()) return;
   SourceChar c = skip_ws();
   if (char_class(c) != CC_LETTER) {
     alert(112u);
@@ -252,6 +254,7 @@ void do_define() {
 }
 
 void do_undef() {
+  if (undef_inPlace()) return;
   const SourceChar c = skip_ws();
   if (char_class(c) != CC_LETTER) {
     alert(114u);
