@@ -16,6 +16,7 @@
 #include "preprocessor/grammar.h"
 #include "preprocessor/output.h"
 #include "preprocessor/roads.h"
+#include "preprocessor/wholecalls.h"
 
 static_assert(SOURCE_SLACK > BLOCK_SLACK);
 
@@ -323,14 +324,16 @@ static bool ends_there(const finished_text* finished, unsigned char behind) {
 static bool run_call(block_text* text, macro_def* macro, unsigned char* behind) {
   const std::uint64_t serial = text->frame->serial;
   const finished_mark mark = finished_begin();
-  const bool keep = macro->nargs == MACRO_OBJECT && text->bare;
+  // What has yet to leave the depth lets a chain of calls go further than at the next use.
+  const bool keep = macro->nargs == MACRO_OBJECT && text->bare && text->frame->pending_depth == 0;
   close_in(text, behind);
   depth_reset();
   macro_hold(macro);
   text->state = {false, false};
   text_expandName(macro, &text->state);
   const bool back = text_runAbove(serial, &text->state) && !text->state.expanded;
-  if (back && keep && !text->state.spaces && text->frame->file_pos == behind) finished_end(macro, &mark);
+  if (back && keep && text->frame->pending_depth == 0 && !text->state.spaces && text->frame->file_pos == behind)
+    finished_end(macro, &mark);
   macro_unhold(macro);
   return back;
 }
@@ -347,6 +350,38 @@ static unsigned char* resume(block_text* text) {
   return text->state.spaces ? text_gap(text, at, true) : at;
 }
 
+// The text of a call that ends ahead of `behind` has ended on the file's frame, without having been there.
+static void leave_depth(block_text* text, const unsigned char* behind, std::int32_t pending) {
+  input_frame* frame = text->frame;
+  frame->pending_depth = pending;
+  if (frame->parent == nullptr) return;
+  frame->carried++;
+  frame->depth_due = true;
+  depth_settle(frame, behind + 1 == text->end ? 1 : 2);
+}
+
+// Goes on behind a call that has been written as a whole.
+static unsigned char* pass_call(block_text* text, unsigned char* at, const whole_call* call) {
+  text->from = call->is_call ? call->behind : at;
+  if (!call->is_call) return call->behind;
+  if (call->lines != 0) {
+    gLine += call->lines;
+    gLineStale = true;
+    text->line = call->line;
+  }
+  leave_depth(text, call->behind, call->pending);
+  return call->behind;
+}
+
+// Writes the call as a whole; absent if it was given up.
+static unsigned char* whole_inText(block_text* text, macro_def* macro, unsigned char* at, unsigned char* behind) {
+  const finished_mark mark = finished_begin();
+  const whole_call call = whole_write(text->frame, macro, behind, text->end);
+  if (call.behind == nullptr) return nullptr;
+  if (macro->nargs == MACRO_OBJECT && call.pending == 0) finished_end(macro, &mark);
+  return pass_call(text, at, &call);
+}
+
 // Ahead of the name of a macro that is not hidden, from `at` to `behind`.
 static unsigned char* text_call(block_text* text, macro_def* macro, unsigned char* at, unsigned char* behind) {
   write_upTo(text, at);
@@ -356,8 +391,11 @@ static unsigned char* text_call(block_text* text, macro_def* macro, unsigned cha
   if (finished != nullptr && ends_there(finished, *behind)) {
     write_run(finished_bytes(finished), finished->length);
     text->from = behind;
+    leave_depth(text, behind, macro->body_length != 0 ? 0 : text->frame->pending_depth);
     return behind;
   }
+  unsigned char* whole = text->bare ? whole_inText(text, macro, at, behind) : nullptr;
+  if (whole != nullptr) return whole;
   if (run_call(text, macro, behind) && source_isClean(text->source)) return resume(text);
   text->in_text = true;
   return nullptr;

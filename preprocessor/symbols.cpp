@@ -9,6 +9,7 @@
 
 #include "common/osdep.h"
 #include "preprocessor/chains.h"
+#include "preprocessor/codedbody.h"
 #include "preprocessor/depth.h"
 #include "preprocessor/finished.h"
 
@@ -212,6 +213,7 @@ static void free_body(macro_def* macro) {
 
 static void free_entry(macro_def* macro) {
   finished_forget(macro);
+  coded_forget(macro);
   free_body(macro);
   put_piece(macro, piece_bytes(macro->name_length, macro->room));
 }
@@ -356,6 +358,7 @@ static std::uint8_t traits_of(const SourceChar* body, std::uint32_t length) {
 void macro_setBody(macro_def* macro, const SourceChar* body, std::uint32_t length, std::int32_t nargs) {
   gMacroGeneration++;
   finished_forget(macro);
+  coded_forget(macro);
   if (macro->frames == 0) free_body(macro);
   macro->nargs = static_cast<std::int16_t>(nargs);
   macro->body_length = length;

@@ -22,6 +22,7 @@ enum body_traits : std::uint8_t {
   BODY_HAS_SLASH = 4,      // a comment may end in it, which writes into the text: needs a copy
 };
 
+struct coded_body;
 struct finished_text;
 
 // One entry of the symbol table. Behind it, in the same piece of memory, lie the bytes of its name with a 0, and room
@@ -29,6 +30,7 @@ struct finished_text;
 struct macro_def {
   SourceChar* body;         // in the entry's room or owned; absent: dynamic replacement or failed definition
   finished_text* finished;  // what its expansion has written, or absent (finished.h)
+  coded_body* coded;        // the body as whole calls read it, or absent (codedbody.h)
   const char* file;         // interned; where #define made the entry, absent for -D and presets
   std::int32_t line;
   std::uint32_t name_length;
@@ -40,7 +42,7 @@ struct macro_def {
   std::uint8_t traits;   // body_traits of `body`
   bool removed;          // out of the table, kept only for its living frames
 };
-static_assert(sizeof(macro_def) == 48);
+static_assert(sizeof(macro_def) == 56);
 
 // The name, without marks of the reader that may have stood in it: a name with one is found by no search.
 inline const char* macro_name(const macro_def* macro) { return reinterpret_cast<const char*>(macro + 1); }
