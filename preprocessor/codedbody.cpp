@@ -12,9 +12,22 @@ struct coder {
   bool builds;
 };
 
-// A byte that a body may hold outside literals and at any place: it is read as it lies.
-static bool is_usual(SourceChar c) {
-  return char_isByte(c) && c >= CODES && c != '\\' && c != '\n' && c != '\v' && c != '\f' && c != '\r';
+// Bytes that a body may hold outside literals and at any place: they are read as they lie.
+static constexpr byte_set make_usualBytes() {
+  byte_set usual{};
+  for (int c = CODES; c < 256; c++) usual.has[c] = c != '\\' && (c < '\n' || c > '\r');
+  return usual;
+}
+static constexpr byte_set kUsualBytes = make_usualBytes();
+static bool is_usual(SourceChar c) { return char_isByte(c) && kUsualBytes.has[c]; }
+
+// The run of such units, but literals, at the read position.
+static void code_run(coder* code) {
+  const SourceChar* from = code->from;
+  unsigned char* to = code->to;
+  for (; is_usual(*from) && *from != '"' && *from != '\''; from++) *to++ = static_cast<unsigned char>(*from);
+  code->from = from;
+  code->to = to;
 }
 
 static bool put_param(coder* code, body_code kind, SourceChar marker) {
@@ -61,6 +74,7 @@ static bool code_string(coder* code) {
 static bool code_all(coder* code) {
   const unsigned char* last_param = nullptr;
   for (;;) {
+    code_run(code);
     const SourceChar c = *code->from;
     if (c == 0) return true;
     if (c == CH_STRINGIZE) {
@@ -76,9 +90,7 @@ static bool code_all(coder* code) {
       *code->to++ = CODE_NO_EXPAND;
       code->from++;
     } else {
-      if (!is_usual(c)) return false;
-      *code->to++ = static_cast<unsigned char>(c);
-      code->from++;
+      return false;
     }
   }
 }

@@ -12,12 +12,12 @@
 
 enum body_code : unsigned char {
   CODE_END,
-  CODE_NO_EXPAND,  // as CH_NO_EXPAND
-  CODE_PASTE,      // as CH_PASTE
   CODE_PARAM,      // and three more, each with the number of a parameter behind it: read its argument here
   CODE_STRING,     // its argument as a string
   CODE_RAW,        // its argument as it is, the left operand of a paste
   CODE_RAW_RIGHT,  // the same for a right operand
+  CODE_NO_EXPAND,  // as CH_NO_EXPAND
+  CODE_PASTE,      // as CH_PASTE
   CODES,
 };
 static_assert(CODES < '\t');
