@@ -5,9 +5,7 @@
 #ifndef PREPROCESSOR_INPLACE_H
 #define PREPROCESSOR_INPLACE_H
 
-#include "preprocessor/blockscan.h"
 #include "preprocessor/grammar.h"
-#include "preprocessor/linesource.h"
 
 // The first byte from `at` on that is neither white space nor in a comment; nullptr at a comment that goes on in the
 // next line or about which there is something to say.
@@ -27,23 +25,11 @@ inline const unsigned char* place_lineEnd(const unsigned char* at) {
   return *at == '\n' ? at : at + 1;
 }
 
-// The end of the letters and digits that begin at `at`. In a line, without a branch for each: lengths of names are hard
-// to foresee.
+// The end of the letters and digits that begin at `at`.
 template <class Unit>
 const Unit* place_wordEnd(const Unit* at) {
   while (char_isWord(*at)) at++;
   return at;
 }
-#if CPP_SSE2
-template <>
-inline const unsigned char* place_wordEnd(const unsigned char* at) {
-  constexpr std::uint32_t STEP = 16;
-  constexpr byte_mask ALL = (byte_mask{1} << STEP) - 1;
-  static_assert(SOURCE_SLACK >= STEP);
-  byte_mask words;
-  while ((words = vector_bits(block_textVectors(at).word)) == ALL) at += STEP;
-  return at + mask_first(~words);
-}
-#endif
 
 #endif
