@@ -30,8 +30,8 @@ static void select_branch(bool condition) {
 
 static bool none_open() { return gIfTop == gIfStack; }
 
-// The message about a branch that has no conditional or follows its #else, or 0.
-static unsigned branch_fault() { return none_open() ? 102 : (gIfTop->flags & IF_ELSE_SEEN) != 0 ? 101 : 0; }
+static bool is_behindElse() { return (gIfTop->flags & IF_ELSE_SEEN) != 0; }
+static bool may_branch() { return !none_open() && !is_behindElse(); }
 
 // Does an #elif have to be evaluated? If not, nothing behind it up to the next branch counts.
 static bool elif_decides() { return (gIfTop->flags & (IF_WAS_COMPILING | IF_TRUE_SEEN)) == IF_WAS_COMPILING; }
@@ -90,15 +90,14 @@ static void open_byName(bool when_defined) {
 void do_ifdef() { open_byName(true); }
 void do_ifndef() { open_byName(false); }
 
-static bool refuse(unsigned fault) {
-  if (fault == 0) return false;
-  sc_alert(fault, gToken);
+// Message 102 or 101 for a branch that has no conditional or follows its #else; the line is dropped.
+static void refuse_branch() {
+  sc_alert(none_open() ? 102 : 101, gToken);
   skip_line();
-  return true;
 }
 
 void do_elif() {
-  if (refuse(branch_fault())) return;
+  if (!may_branch()) return refuse_branch();
   if (!elif_decides()) {
     gCompiling = 0;
     skip_line();
@@ -109,13 +108,13 @@ void do_elif() {
 }
 
 void do_else() {
-  if (refuse(branch_fault())) return;
+  if (!may_branch()) return refuse_branch();
   turn_else();
   check_lineEnd();
 }
 
 void do_endif() {
-  if (refuse(none_open() ? 102 : 0)) return;
+  if (none_open()) return refuse_branch();
   close_conditional();
   check_lineEnd();
 }
@@ -153,7 +152,7 @@ place_end do_ifdefInPlace(const unsigned char* at, bool) { return open_byNameInP
 place_end do_ifndefInPlace(const unsigned char* at, bool) { return open_byNameInPlace(at, false); }
 
 place_end do_elifInPlace(const unsigned char* at, bool expand) {
-  if (branch_fault() != 0) return kOrdinary;
+  if (!may_branch()) return kOrdinary;
   if (!elif_decides()) {
     gCompiling = 0;
     return {PLACE_DROP_REST, at};
@@ -168,7 +167,7 @@ place_end do_elifInPlace(const unsigned char* at, bool expand) {
 
 place_end do_elseInPlace(const unsigned char* at, bool) {
   const unsigned char* newline = place_lineEnd(at);
-  if (newline == nullptr || branch_fault() != 0) return kOrdinary;
+  if (newline == nullptr || !may_branch()) return kOrdinary;
   turn_else();
   return line_done(newline);
 }

@@ -117,9 +117,8 @@ constexpr bool class_isIn(std::uint32_t set, int char_class) {
 }
 
 // May a token of this class be the left operand of a paste that is still to be looked for?
-constexpr std::uint32_t CAN_CATENATE =
-    class_set(CC_DIGIT, CC_LETTER, CC_PLUS, CC_MINUS, CC_STAR, CC_SLASH, CC_PERCENT, CC_AND, CC_OR, CC_XOR, CC_LESS,
-              CC_GREATER, CC_NOT);
+constexpr std::uint32_t CAN_CATENATE = class_set(CC_DIGIT, CC_LETTER, CC_PLUS, CC_MINUS, CC_STAR, CC_SLASH, CC_PERCENT,
+                                                 CC_AND, CC_OR, CC_XOR, CC_LESS, CC_GREATER, CC_NOT);
 constexpr bool char_canCatenate(int char_class) { return class_isIn(CAN_CATENATE, char_class); }
 
 // Copies with a change of width. `sc_toNarrow` keeps the low 8 bits of each unit. The destination is
