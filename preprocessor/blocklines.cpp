@@ -50,6 +50,15 @@ static void write_run(const unsigned char* from, std::size_t length) {
   gOutPos += length;
 }
 
+static void write_finished(finished_text* finished) {
+  out_reserve(FINISHED_BYTES_MAX + FINISHED_STEP);
+  const unsigned char* from = finished_bytes(finished);
+  for (std::uint32_t i = 0; i < finished->length; i += FINISHED_STEP) {
+    std::memcpy(gOutPos + i, from + i, FINISHED_STEP);
+  }
+  gOutPos += finished->length;
+}
+
 static void write_upTo(block_text* text, unsigned char* at) {
   write_run(text->from, static_cast<std::size_t>(at - text->from));
   text->from = at;
@@ -389,7 +398,7 @@ static unsigned char* text_call(block_text* text, macro_def* macro, unsigned cha
     return stop_inText(text, at, false);
   finished_text* finished = text->bare ? finished_of(macro) : nullptr;
   if (finished != nullptr && ends_there(finished, *behind)) {
-    write_run(finished_bytes(finished), finished->length);
+    write_finished(finished);
     text->from = behind;
     leave_depth(text, behind, macro->body_length != 0 ? 0 : text->frame->pending_depth);
     return behind;

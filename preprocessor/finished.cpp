@@ -66,8 +66,8 @@ static finished_text* reserve(macro_def* macro, std::uint32_t length) {
   if (macro->finished != nullptr && macro->finished->capacity >= length) return macro->finished;
   const std::uint32_t capacity = length < 24 ? 24 : length * 2;
   std::free(macro->finished);
-  macro->finished =
-      static_cast<finished_text*>(mem_alloc(static_cast<std::uint32_t>(sizeof(finished_text)) + capacity));
+  macro->finished = static_cast<finished_text*>(
+      mem_alloc(static_cast<std::uint32_t>(sizeof(finished_text)) + capacity + FINISHED_STEP));
   macro->finished->capacity = static_cast<std::uint16_t>(capacity);
   return macro->finished;
 }

@@ -12,6 +12,7 @@
 #include "preprocessor/symbols.h"
 
 constexpr std::uint32_t FINISHED_BYTES_MAX = 1024;  // a longer text is not kept
+constexpr std::uint32_t FINISHED_STEP = 16;         // a text may be read in steps of so many bytes
 
 struct finished_text {
   std::uint32_t generation;  // gMacroGeneration when it was made
@@ -19,7 +20,7 @@ struct finished_text {
   std::uint16_t capacity;
   bool lasting;         // no name in it: true whatever becomes of other macros
   bool ends_in_number;  // what follows in the source may belong to its last token
-  // `capacity` bytes follow
+  // `capacity` bytes follow, and FINISHED_STEP more
 };
 
 inline unsigned char* finished_bytes(finished_text* text) { return reinterpret_cast<unsigned char*>(text + 1); }
