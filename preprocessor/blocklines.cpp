@@ -403,7 +403,8 @@ static unsigned char* text_call(block_text* text, macro_def* macro, unsigned cha
     leave_depth(text, behind, macro->body_length != 0 ? 0 : text->frame->pending_depth);
     return behind;
   }
-  unsigned char* whole = text->bare ? whole_inText(text, macro, at, behind) : nullptr;
+  const bool is_whole = text->bare && behind - at <= static_cast<std::ptrdiff_t>(gIdentifierMax);  // not cut, if no call
+  unsigned char* whole = is_whole ? whole_inText(text, macro, at, behind) : nullptr;
   if (whole != nullptr) return whole;
   if (run_call(text, macro, behind) && source_isClean(text->source)) return resume(text);
   text->in_text = true;

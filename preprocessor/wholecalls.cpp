@@ -120,7 +120,8 @@ static bool goes_on(const text_byte* p) {
 
 // An argument that has been written before, in the same call: nothing that it depends on has changed.
 static bool write_again(walker* w, const whole_argument* argument) {
-  if (goes_on(argument->text)) return false;
+  // What follows a slash has been looked at for the first use alone.
+  if (goes_on(argument->text) || argument->text[argument->length - 1] == '/') return false;
   gWhole.expansions += argument->expansions;
   if (gWhole.expansions >= WHOLE_EXPANSIONS_MAX || !write_bytes(argument->out, argument->out_length)) return false;
   gWhole.spaces = argument->spaces;
