@@ -201,6 +201,7 @@ static unsigned char* pass_skippedLines(block_text* text, unsigned char* at, std
     *pending += static_cast<std::int32_t>(pass.lines);
     at = pass.at;
     if (at == text->end) return stop_atLine(text, at);
+    if (*at != '#' && at > text->line && at[-1] == '\\') at--;  // it is read with what follows
     const bool first = block_isFirstOnLine(at, text->line);
     if (*at == '#') {
       at = take_control(text, at, pending);
@@ -213,7 +214,6 @@ static unsigned char* pass_skippedLines(block_text* text, unsigned char* at, std
       if (at == nullptr) return nullptr;
       continue;
     }
-    if (at[-1] == '\\') return skip_ordinarily(text, at - 1, pending);
     unsigned char* behind = pass_comment(text, at);
     if (behind == nullptr) return skip_ordinarily(text, at, pending);
     at = behind;
