@@ -387,6 +387,8 @@ static unsigned char* whole_inText(block_text* text, macro_def* macro, unsigned 
   const finished_mark mark = finished_begin();
   const whole_call call = whole_write(text->frame, macro, behind, text->end);
   if (call.behind == nullptr) return nullptr;
+  const bool cut = behind - at > static_cast<std::ptrdiff_t>(gIdentifierMax);
+  if (!call.is_call && cut) return nullptr;
   if (macro->nargs == MACRO_OBJECT && call.pending == 0) finished_end(macro, &mark);
   return pass_call(text, at, &call);
 }
