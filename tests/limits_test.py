@@ -36,6 +36,8 @@ CASES = [  # name, in.c, pattern of the last line of output, pattern of the firs
     ("a comment sign and a backslash over the cut", CUT[1:] + "//x\n" + CUT[1:] + "\\\n__LINE__ \n__LINE__\n", "6", ""),
     ("chain of 999", CHAIN(999), r"w\|", ""),
     ("chain of 1000", CHAIN(1000), r"M1000\|", r"M999: 1001: \(115\) " + TOO_DEEP.format("M1000", "M1")),
+    ("depth left by a call, of which a kept text knows nothing", "#define W(x) (x)\n" + CHAIN(1000) + "W((1)) M1 M1 W(1) M1|\n",
+     r"\(\(1\)\) w M1000 \(1\) M1000\|", r".*\(115\)"),
     ("998 non-calls", "#define F(x) x\n#define M " + "F;" * 998 + "\nM|\n", r"(F;){998}\|", ""),
     ("999 non-calls", "#define F(x) x\n#define M " + "F;" * 999 + "\nM|\n", r"(F;){998}F\|", r".*\(115\) " + TOO_DEEP.format("F", "M")),
     ("1,500 non-calls in a file", "#define F(x) x\n" + "F;" * 1500 + "\n", "(F;){1500}", ""),
