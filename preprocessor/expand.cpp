@@ -41,11 +41,17 @@ static void drain_macroText(const macro_def* macro) {
 // A text such as `a//` for a macro `a` ends in its own name and takes the reader to the end of the line:
 // the name is met behind its frame, in the text below, and would expand for ever without the depth
 // growing.
-static bool is_endless() { return gCurrentFrame != nullptr && in_isStuck(gCurrentFrame); }
+static bool is_stuck() { return gCurrentFrame != nullptr && in_isStuck(gCurrentFrame); }
+
+// In vlasm mode the first word of a line of F's own text is pushed back on F's frame, where F is not hidden: with
+// `-DF=F`, a newline and `x` it would expand for ever, and the end of the word takes the depth off again.
+static bool is_endless(const macro_def* macro) {
+  return is_stuck() || macro->disable >= static_cast<std::int32_t>(MACRO_DEPTH_MAX);
+}
 
 // Counts one more open expansion; false if that is one too many.
 static bool enter_depth(const macro_def* macro) {
-  const bool endless = is_endless();
+  const bool endless = is_endless(macro);
   if (depth_enter(macro) && !endless) return true;
   drain_macroText(macro);
   return false;

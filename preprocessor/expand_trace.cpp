@@ -31,6 +31,7 @@ struct trace_text {
 
 struct trace_entry {
   bool waits;               // its own line is not written yet
+  std::uint64_t id;         // no two entries have the same
   std::uint64_t frame;      // serial of the frame with its text, 0 while there is none
   std::uint32_t mark;       // on the tape: what comes behind it is the entry's
   trace_text head;          // its own line
@@ -295,6 +296,8 @@ static trace_entry* push_entry(const char* word) {
   }
   trace_entry* entry = &gEntries[gEntryCount++];
   entry->waits = true;
+  static std::uint64_t last_id;
+  entry->id = ++last_id;
   entry->frame = entry->source = 0;
   entry->mark = gTape.length;
   cut(&entry->head, 0);
@@ -425,7 +428,6 @@ static void trim_end(trace_text* text) {
 
 // A macro that a directive has used may have its end ahead of it: that of `#include NAME` lies behind the file.
 static void end_directive(std::uint32_t index) {
-  bring_tapeUpToDate();
   while (gEntryCount > index + 1) {
     write_result(gEntryCount - 1);
     remove_entry(gEntryCount - 1);
@@ -447,6 +449,12 @@ static void write_openedFile(std::uint32_t index, std::uint64_t below) {
   write_detail(index, "gives", name.bytes, name.length);
 }
 
+// Where the entry is now that `index` was given: entries below it may have ended.
+static std::uint32_t place_of(std::uint64_t id, std::uint32_t index) {
+  while (gEntries[index].id != id) index--;
+  return index;
+}
+
 void etrace_directive(const char* word, void (*run)()) {
   const bool is_condition = is_tracedCondition(word);
   if (!is_condition && !is_word(word, "include")) {
@@ -456,12 +464,15 @@ void etrace_directive(const char* word, void (*run)()) {
   const bool evaluated = !is_word(word, "elif") || (gIfTop->flags & IF_TRUE_SEEN) == 0;
   const std::uint64_t serial = gCurrentFrame != nullptr ? gCurrentFrame->serial : 0;
   bring_tapeUpToDate();
-  const std::uint32_t index = gEntryCount;
+  std::uint32_t index = gEntryCount;
   trace_entry* entry = push_entry("line ");
+  const std::uint64_t id = entry->id;
   put_text(&entry->head, "#");
   put_text(&entry->head, word);
   begin_source(entry, gCurrentFrame);
   run();
+  bring_tapeUpToDate();
+  index = place_of(id, index);
   end_directive(index);
   if (is_condition) {
     const char* result = !evaluated ? "not evaluated" : gCompiling ? "true" : "false";
