@@ -10,6 +10,7 @@ import tempfile
 import time
 
 SECONDS = 20  # of one run
+SECONDS_MADE_SMALL = 2  # of one run while the input is made small
 SECONDS_TO_MINIMISE = 60
 BYTES_MAX = 256 << 20  # of one file that a run writes
 JOBS = min(2, os.cpu_count() or 1)
@@ -42,7 +43,7 @@ def read_file(name):
         return file.read()
 
 
-def outcome(program, words):
+def outcome(program, words, seconds=SECONDS):
     """(status, output, messages, text of the output file) of one run; standard input is in.c too."""
     flags = os.O_WRONLY | os.O_CREAT | os.O_TRUNC
     streams = [("in.c", os.O_RDONLY), ("stdout", flags), ("stderr", flags)]
@@ -53,7 +54,7 @@ def outcome(program, words):
     pid = os.posix_spawn(program, ["cpp", *words], environment, file_actions=actions)
     ended = []
     signal.signal(signal.SIGALRM, lambda *_: ended or os.kill(pid, signal.SIGKILL))
-    signal.alarm(SECONDS)
+    signal.alarm(seconds)
     status = os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
     ended.append(True)
     signal.alarm(0)
@@ -61,13 +62,15 @@ def outcome(program, words):
     return status, read_file("stdout"), read_file("stderr"), written
 
 
-def judge(programs, files, words):
+def judge(programs, files, words, seconds=SECONDS):
     """"" if both runs end by themselves and agree, else what is wrong; with the outcomes."""
     write_files(files)
-    outcomes = [outcome(program, words) for program in programs]
-    for one in outcomes:
-        if one[0] not in (0, 1):
-            return f"status {one[0]}", outcomes
+    outcomes = []
+    for program in programs:
+        outcomes.append(outcome(program, words, seconds))
+        status = outcomes[-1][0]
+        if status not in (0, 1):
+            return "does not end" if status == -signal.SIGKILL else f"status {status}", [outcomes[-1]] * 2
     for what, one, other in zip(("status", "output", "messages", "output file"), *outcomes):
         if one != other:
             return what + " differs", outcomes
@@ -97,7 +100,7 @@ def minimise(programs, files, words):
     deadline = time.monotonic() + SECONDS_TO_MINIMISE
 
     def fails(new_files, new_words):
-        return time.monotonic() < deadline and judge(programs, new_files, new_words)[0] == fault
+        return time.monotonic() < deadline and judge(programs, new_files, new_words, SECONDS_MADE_SMALL)[0] == fault
 
     for pattern in (rb"[^\n]*\n|[^\n]+$", rb"\w+|\s|[^\w\s]+"):
         for name in files:
@@ -121,7 +124,7 @@ def differing(texts):
 def report(programs, files, words):
     """What a person needs to look at a failure: the input made small, and where the outcomes part."""
     files, words = minimise(programs, files, words)
-    fault, outcomes = judge(programs, files, words)
+    fault, outcomes = judge(programs, files, words, SECONDS_MADE_SMALL)
     text = f"{fault}: cpp {' '.join(map(repr, words))}\n"
     for name, content in files.items():
         if content:
@@ -130,6 +133,6 @@ def report(programs, files, words):
         one, other = outcomes[0][index], outcomes[1][index]
         if one != other:
             text += f"  {what}:\n" + (differing((one, other)) if index else f"  - {one}\n  + {other}") + "\n"
-        elif fault.startswith("status") and what == "messages":
+        elif not fault.endswith("differs") and what == "messages":
             text += f"  {what}: {one[-2000:].decode('latin1')}\n"
     return text
