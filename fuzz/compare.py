@@ -14,6 +14,8 @@ SECONDS_MADE_SMALL = 2  # of one run while the input is made small
 SECONDS_TO_MINIMISE = 60
 BYTES_MAX = 256 << 20  # of one file that a run writes
 JOBS = min(2, os.cpu_count() or 1)
+TRACE = "--qvdebug=on,out:trace"
+TRACE_EXPANSIONS = TRACE + ",debug:expand"  # the first program's alone: it must change nothing
 SHARED_MEMORY = "/dev/shm"
 
 
@@ -68,6 +70,7 @@ def judge(programs, files, words, seconds=SECONDS):
     outcomes = []
     for program in programs:
         outcomes.append(outcome(program, words, seconds))
+        words = [TRACE if word == TRACE_EXPANSIONS else word for word in words]
         status = outcomes[-1][0]
         if status not in (0, 1):
             return "does not end" if status == -signal.SIGKILL else f"status {status}", [outcomes[-1]] * 2
