@@ -90,11 +90,10 @@ static void pass_lines(block_text* text, const block_pass* pass) {
 // it.
 static unsigned char* pass_comment(block_text* text, unsigned char* at) {
   if (at[1] == '/') {
-    const auto left = static_cast<std::size_t>(text->end - at);
-    auto* newline = static_cast<unsigned char*>(std::memchr(at, '\n', left));
-    const auto length = static_cast<std::size_t>(newline - at);
-    const bool quiet = std::memchr(at, '\\', length) == nullptr && std::memchr(at, '?', length) == nullptr;
-    return quiet ? newline : nullptr;
+    for (unsigned char* p = block_lineStop(at + 2);; p = block_lineStop(p + 1)) {
+      if (*p == '\n') return p;
+      if (*p == '\\' || p[1] == '?') return nullptr;
+    }
   }
   bool ended;
   const block_pass pass = block_comment(at + 2, text->end, &ended);
@@ -405,7 +404,8 @@ static unsigned char* text_call(block_text* text, macro_def* macro, unsigned cha
     leave_depth(text, behind, macro->body_length != 0 ? 0 : text->frame->pending_depth);
     return behind;
   }
-  const bool is_whole = text->bare && behind - at <= static_cast<std::ptrdiff_t>(gIdentifierMax);  // not cut, if no call
+  const bool is_whole =
+      text->bare && behind - at <= static_cast<std::ptrdiff_t>(gIdentifierMax);  // not cut, if no call
   unsigned char* whole = is_whole ? whole_inText(text, macro, at, behind) : nullptr;
   if (whole != nullptr) return whole;
   if (run_call(text, macro, behind) && source_isClean(text->source)) return resume(text);

@@ -23,6 +23,7 @@ struct block_functions {
   pair_masks (*comment)(const unsigned char* at);
   pair_masks (*skipped)(const unsigned char* at);
   unsigned char* (*literal)(unsigned char* at);
+  unsigned char* (*comment_line)(unsigned char* at);
 };
 
 // --- One byte after the other ---
@@ -70,7 +71,13 @@ static unsigned char* literal_bytes(unsigned char* at) {
   return at;
 }
 
-constexpr block_functions kBytes = {text_bytes, pair_bytes<hits_comment>, pair_bytes<hits_skipped>, literal_bytes};
+static unsigned char* line_bytes(unsigned char* at) {
+  while (*at != '\\' && *at != '?' && *at != '\n') at++;
+  return at;
+}
+
+constexpr block_functions kBytes = {text_bytes, pair_bytes<hits_comment>, pair_bytes<hits_skipped>, literal_bytes,
+                                    line_bytes};
 
 #if defined(__SSE2__) && !defined(CPP_PORTABLE)
 
@@ -143,7 +150,15 @@ static unsigned char* literal_sse2(unsigned char* at) {
   }
 }
 
-constexpr block_functions kSse2 = {text_sse2, pair_sse2<comment16>, pair_sse2<skipped16>, literal_sse2};
+static unsigned char* line_sse2(unsigned char* at) {
+  for (;; at += 16) {
+    const __m128i v = load16(at);
+    const byte_mask stops = bits16(_mm_or_si128(_mm_or_si128(equal16(v, '\\'), equal16(v, '?')), equal16(v, '\n')));
+    if (stops != 0) return at + mask_first(stops);
+  }
+}
+
+constexpr block_functions kSse2 = {text_sse2, pair_sse2<comment16>, pair_sse2<skipped16>, literal_sse2, line_sse2};
 
 // --- 32 bytes at a time ---
 
@@ -271,7 +286,16 @@ AVX2 static unsigned char* literal_avx2(unsigned char* at) {
   }
 }
 
-constexpr block_functions kAvx2 = {text_avx2, comment_avx2, skipped_avx2, literal_avx2};
+AVX2 static unsigned char* line_avx2(unsigned char* at) {
+  for (;; at += 32) {
+    const __m256i v = load32(at);
+    const __m256i marks = _mm256_or_si256(equal32(v, '\\'), equal32(v, '?'));
+    const byte_mask stops = bits32(_mm256_or_si256(marks, equal32(v, '\n')));
+    if (stops != 0) return at + mask_first(stops);
+  }
+}
+
+constexpr block_functions kAvx2 = {text_avx2, comment_avx2, skipped_avx2, literal_avx2, line_avx2};
 
 // The C library has asked the processor already; where it does not tell, 16 bytes at a time will do.
 block_way block_widest() {
@@ -302,6 +326,7 @@ void block_prepare() {
 
 text_masks block_textMasks(const unsigned char* at) { return gWay->text(at); }
 unsigned char* block_literalStop(unsigned char* at) { return gWay->literal(at); }
+unsigned char* block_lineStop(unsigned char* at) { return gWay->comment_line(at); }
 
 // --- Passing ---
 

@@ -41,6 +41,9 @@ inline std::uint32_t mask_lastRun(byte_mask mask) {
 // The first quote, backslash, question mark or newline from `at` on.
 unsigned char* block_literalStop(unsigned char* at);
 
+// The first backslash, question mark or newline from `at` on.
+unsigned char* block_lineStop(unsigned char* at);
+
 // A comment or a skipped group: how far it was passed, and the lines that end ahead of that place.
 struct block_pass {
   unsigned char* at;

@@ -21,7 +21,8 @@ static std::string search(block_way way, std::string text, std::size_t from, std
     of += std::to_string(pass.at - start) + ' ' + std::to_string(pass.lines) + ' ';
     of += std::to_string(pass.line == nullptr ? -1 : pass.line - start) + ' ';
   }
-  return of + std::to_string(ended) + ' ' + std::to_string(block_literalStop(start + from) - start);
+  return of + std::to_string(ended) + ' ' + std::to_string(block_literalStop(start + from) - start) + ' ' +
+         std::to_string(block_lineStop(start + from) - start);
 }
 
 TEST(BlockScan, AllWaysTellTheSame) {
