@@ -11,6 +11,7 @@ is 'links' '../lib/qv4/tnk/bin/cpp' "$(readlink p/bin/qv4-cpp)"
 is 'commands' '' "$(for link in p/bin/*; do [ -x "$link" ] && [ -f "p/share/man/man1/${link##*/}.1.gz" ] || echo "$link"; done)"
 is 'by the link' "$own" "$(says p/bin/qv4-cpp)"
 is 'names of the system' '' "$(find p \( -type f -o -type l \) -printf '%P\n' | grep -vE '^(lib/qv4|share/doc/qv4-cpp)/|qv4-|LICENSE')"
+is 'an installed example' '' "$(CPP_PROGRAM='' PATH=$dir/p/bin:$PATH p/share/doc/qv4-cpp/examples/make/run 2>&1 | grep -v 'headers$\|skipped')"
 printf '107\t0\twhere it is %%s\n' >p/lib/qv4/tnk/dat/en_msgs.txt; cp -a p elsewhere; rm -rf p
 is 'a copy in another place' 'b.c: 1: (107) where it is bogus (warning)' "$(says elsewhere/bin/qv4-cpp)"
 is 'version' "$(sed -n 's/^project(.* VERSION \([0-9.]*\) .*/\1/p' "$root/CMakeLists.txt")" \
