@@ -19,6 +19,7 @@ CASES = [line.split(" => ") for line in """
 --qvdebug=on,out:board/h => --qvdebug=on,out:board/head.h
 --qvdebug=on,debug:ex => --qvdebug=on,debug:expand
 -C mai => -C main.c
+-Iodd => -Iodd d'r
 """.strip().split("\n")]
 SHELLS = {  # arguments, and what to type first: qv4-cpp shows its arguments, its completion is there
     "bash": ("--norc --noprofile", f"qv4-cpp() {{ printf '<%s>' \"$*\"; }}; . {FOLDER}/qv4-cpp.bash"),
@@ -55,7 +56,7 @@ shells = [name for name in SHELLS if shutil.which(name)]
 for name in SHELLS.keys() - set(shells): print(f"skipped: no {name} on this machine")
 if not shells: sys.exit(77)
 os.chdir(scratch := tempfile.mkdtemp())
-os.makedirs("board/inner")
+for folder in "board/inner", "odd d'r": os.makedirs(folder)
 for file in "main.c", "board/head.h": pathlib.Path(file).touch()
 failures = [name for name in shells if try_shell(name)]
 shutil.rmtree(scratch)

@@ -8,12 +8,19 @@ _qv4_cpp_words() {
   done
 }
 
+# A name as it must be typed, with a ~ ahead of all as it is.
+_qv4_cpp_quoted() {
+  local home=
+  [[ $1 == '~'* ]] && home='~'
+  printf "$home%q" "${1#"$home"}"
+}
+
 # The same for files; folders end in a slash. $3 is d for folders only.
 _qv4_cpp_files() {
   local file
   while IFS= read -r file; do
     [[ -d $file ]] && file+=/
-    COMPREPLY+=("$1$file")
+    COMPREPLY+=("$1$(_qv4_cpp_quoted "$file")")
   done < <(compgen "-$3" -- "$2")
 }
 
