@@ -24,7 +24,7 @@ printf 'after\nmessages\npage.html\n' | sort - before | uniq >expected
 diff -u expected after
 grep -A1 '>TWO(&lt;b&gt;, &quot;&amp;\\xff&quot;)<.*>1: &lt;b&gt;$' page.html |
   grep -q '^2: &quot;&amp;\\xff&quot;<.*>&quot;&amp;\\xff&quot;;&lt;b&gt;<.*>sub/x.h<.*>1<'
-grep -q '^<pre id="command">cpp -Isub &#x27;-DQ=its &lt;i&gt;&#x27; -Eerr.log -lgcc .* in.c</pre>' page.html
+grep -q '^<pre id="command">qv4-cpp -Isub &#x27;-DQ=its &lt;i&gt;&#x27; -Eerr.log -lgcc .* in.c</pre>' page.html
 grep -q '>TWO<.*>2<.*>&lt;1&gt;;&lt;0&gt;<.*>2<.*>removed<' page.html
 grep -q '(171)' messages
 grep -q 'wrong number.*&quot;TWO&quot;' page.html
@@ -38,7 +38,8 @@ refused() {
   if "$@" >out 2>messages || test -s out; then exit 1; fi
   grep -q '^qv4-report: ' messages
 }
-for words in 'in.c in.i' '' 'a b c' '@none' 'in.c nodir/x.html'; do
+echo '#include "sub/x.html"' >own.c; : >sub/x.html
+for words in 'own.c sub/x.html' 'in.c in.i' '' 'a b c' '@none' 'in.c nodir/x.html'; do
   # shellcheck disable=SC2086 # one word for each
   refused qv4-report $words
 done
