@@ -14,6 +14,7 @@
 #include "preprocessor/cpp6.h"
 #include "preprocessor/finished.h"
 #include "preprocessor/grammar.h"
+#include "preprocessor/guards.h"
 #include "preprocessor/output.h"
 #include "preprocessor/roads.h"
 #include "preprocessor/wholecalls.h"
@@ -163,8 +164,9 @@ static unsigned char* take_control(block_text* text, unsigned char* hash, std::i
   if (end.outcome == PLACE_ORDINARY) return stop_ahead(text, hash);
   unsigned char* at = hash + (end.at - hash);
   if (end.outcome == PLACE_DROP_REST) return at;
-  ++*pending;
+  *pending += 1 + guard_takeLines();
   gLine++;
+  text->reopened = true;  // a name may be a macro's from now on
   return text->line = at + 1;
 }
 
@@ -589,6 +591,7 @@ bool block_lines(std::int32_t* pending, text_state* state) {
   line_source* source = frame->stream;
   const bool ready = source_hasLines(source);
   frame->file_pos = source->line_end;
+  if (guard_watches(frame)) guard_atLine(*pending);
   if (!ready) return false;
   block_text text = {frame,   source, nullptr,        nullptr, source->clean,
                      nullptr, false,  is_bare(frame), false,   {false, false}};
@@ -596,6 +599,7 @@ bool block_lines(std::int32_t* pending, text_state* state) {
   source_openBlock(source);
   unsigned char* first = begin_text(&text, source->next, pending);
   if (first != nullptr) write_lines(&text, first, pending);
+  if (guard_watches(gCurrentFrame)) guard_atLine(*pending);
   *state = text.state;
   return text.in_text;
 }

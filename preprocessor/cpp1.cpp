@@ -248,7 +248,8 @@ static void start_run(int argc, char** argv) {
   if (gShowSearchList && gDepMode == DEP_NONE) drv_searchList();
   prepare_dependencies(count == 3 ? argv[2] : "");
   if (gSourceName == nullptr || *gSourceName == 0) gSourceName = drv_isStream(source) ? "" : source;
-  in_pushFile(input, status, gSourceName);
+  static SourceChar wide[FILE_NAME_MAX + 1];
+  in_pushFile(source_open(input, status), sc_fromNarrowN(wide, gSourceName, FILE_NAME_MAX));
   gMainFrame = gCurrentFrame;
   start_report();
   emit_sync();

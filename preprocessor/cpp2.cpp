@@ -11,7 +11,9 @@
 #include "common/cmode.h"
 #include "preprocessor/cpp6.h"
 #include "preprocessor/define.h"
+#include "preprocessor/definelines.h"
 #include "preprocessor/expand_trace.h"
+#include "preprocessor/guards.h"
 #include "preprocessor/ifeval.h"
 #include "preprocessor/inplace.h"
 #include "preprocessor/output.h"
@@ -119,9 +121,9 @@ constexpr directive kDirectives[] = {
     {"else",      PROCESS,      false,         do_else,       do_elseInPlace},
     {"endif",     PROCESS,      false,         do_endif,      do_endifInPlace},
     {"fi",        PROCESS,      false,         do_endif,      nullptr},
-    {"include",   DROP_LINE,    false,         do_include,    nullptr},
-    {"define",    DROP_LINE,    false,         do_defineLine, nullptr},
-    {"undef",     DROP_LINE,    false,         do_undefLine,  nullptr},
+    {"include",   DROP_LINE,    false,         do_include,    do_includeInPlace},
+    {"define",    DROP_LINE,    false,         do_defineLine, do_defineInPlace},
+    {"undef",     DROP_LINE,    false,         do_undefLine,  do_undefInPlace},
     {"undefine",  DROP_LINE,    false,         do_undefLine,  nullptr},
     {"line",      DROP_LINE,    true,          do_line,       nullptr},
     {"pragma",    DROP_LINE,    true,          nullptr,       nullptr},
@@ -246,6 +248,10 @@ static void do_unknown() {
 }
 
 std::int32_t control_line(std::int32_t pending) {
+  if (gCompiling && guard_watches(gCurrentFrame)) {
+    const input_frame* frame = place_frame();
+    guard_atDirective(frame != nullptr ? frame->file_pos : nullptr);
+  }
   const SourceChar c = skip_ws();
   if (is_lineEnd(c)) return pending + 1;
   scan_word(c);
@@ -271,7 +277,7 @@ std::int32_t control_line(std::int32_t pending) {
   } else {
     kDirectives[row].run();
   }
-  return pending + 1;
+  return pending + 1 + guard_takeLines();
 }
 
 // --- In place ---
@@ -308,8 +314,11 @@ place_end control_lineInPlace(const unsigned char* at, bool expand) {
   const unsigned char* end = at + kLengths.of[row];
   const directive& found = kDirectives[row];
   if (gCompiling || found.when_skipped == PROCESS) {
-    const bool taken = found.run_inPlace != nullptr && is_wordEnd(end, true);
-    return taken ? found.run_inPlace(end, expand) : place_end{PLACE_ORDINARY, nullptr};
+    if (found.run_inPlace == nullptr || !is_wordEnd(end, true)) return {PLACE_ORDINARY, nullptr};
+    const bool watched = gCompiling && guard_watches(gCurrentFrame);
+    const place_end done = found.run_inPlace(end, expand);
+    if (watched && done.outcome != PLACE_ORDINARY) guard_atDirective(at);
+    return done;
   }
   if (!is_wordEnd(end, false) || (found.when_skipped == NEST && cond_isFull())) return {PLACE_ORDINARY, nullptr};
   if (found.when_skipped == NEST) cond_openSkipped();

@@ -25,12 +25,10 @@ inline bool is_lineEnd(SourceChar c) { return c == '\n' || c == 0; }
 // The rest of a control line, newline and all, in which nothing must follow. Raises 163.
 void check_lineEnd();
 
-// The rest of an `#include` line, up to the closing delimiter. Raises 109, 1427, fatal 141, 146.
+// The rest of an `#include` line, up to the closing delimiter. Raises 109, 164, 165, 1427, fatal 141, 146.
 void do_include();
 
-// Searches for `name`, in the directory of the current file first if it was `quoted`, and pushes the
-// file's frame. True if the include is settled, which in a dependency run it also is for a file seen
-// before. Raises fatal 146.
-bool include_search(const char* name, bool quoted);
+// The same in place, where the file need not be read again.
+place_end do_includeInPlace(const unsigned char* at, bool expand);
 
 #endif

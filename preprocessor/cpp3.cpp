@@ -1,4 +1,4 @@
-// What happens ahead of the first line, and the opening of include files.
+// What happens ahead of the first line.
 //
 // Options are decoded by hand, in one pass; a value is always joined to its option. File arguments
 // move down in the vector, and what later options say overwrites what earlier ones said. The
@@ -25,43 +25,6 @@
 #include "preprocessor/cpp6.h"
 #include "preprocessor/filecheck.h"
 #include "preprocessor/typesizes.h"
-
-// --- Include files ---
-
-static void show_include(const char* path) {
-  constexpr std::uint32_t SHOWN_BUCKETS = 128;
-  static hash_table* shown;
-  if (shown == nullptr) shown = hash_new_func(SHOWN_BUCKETS, hash_string, hash_stringCompare);
-  const char* interned = cache_intern(path);
-  if (hash_insert_func(shown, to_word(interned), to_word(interned))) alert_text(cache_printf("%s\n", path));
-}
-
-// The copy of `path` in lower case, if that is another name.
-static int open_lowerCase(const char* path, struct stat* status) {
-  char lower[FILE_NAME_MAX + 1];
-  std::size_t i = 0;
-  for (; i < FILE_NAME_MAX && path[i] != 0; i++) {
-    lower[i] = path[i] >= 'A' && path[i] <= 'Z' ? static_cast<char>(path[i] + ('a' - 'A')) : path[i];
-  }
-  lower[i] = 0;
-  return std::strcmp(lower, path) != 0 ? osdep_openText(lower, status) : -1;
-}
-
-bool include_open(const char* path) {
-  struct stat status;
-  int fd = osdep_openText(path, &status);
-  const bool as_written = fd >= 0;
-  if (!as_written) {
-    fd = open_lowerCase(path, &status);
-    if (fd < 0) return false;
-  }
-  files_checkInclude(path, status);
-  if (!as_written) alert(164u, path);
-  if (gShowIncludes) show_include(path);
-  if (!as_written && !osdep_canRead(path)) alert(165u, path);
-  in_pushFile(fd, status, path);
-  return true;
-}
 
 // --- Predefined macros ---
 

@@ -1,4 +1,4 @@
-// The command line, the predefined macros, and the opening of include files.
+// The command line and the predefined macros.
 #ifndef PREPROCESSOR_CPP3_H
 #define PREPROCESSOR_CPP3_H
 
@@ -21,9 +21,5 @@ bool drv_namedFiles(const char* argument, file_visitor visit);
 
 // Enters __STDC__, __LINE__, __FILE__, __DATE__ and __TIME__ into the empty symbol table.
 void drv_presets();
-
-// Opens `path` for reading, under its lower-case form if need be, and pushes its frame. False if
-// neither opens; errno tells why. Raises 164, 165.
-bool include_open(const char* path);
 
 #endif

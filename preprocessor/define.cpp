@@ -14,7 +14,6 @@
 #include "common/alert.h"
 #include "common/stringcache.h"
 #include "preprocessor/cpp6.h"
-#include "preprocessor/definelines.h"
 #include "preprocessor/reports.h"
 
 // A full buffer is reported once; what does not fit is lost.
@@ -213,16 +212,19 @@ static macro_def* enter_here() {
   return macro;
 }
 
-void define_finish(macro_def* macro, bool redefined, std::uint32_t length, std::int32_t nargs) {
-  const bool same = redefined && macro->body != nullptr && macro->body_length == length &&
-                    std::memcmp(macro->body, gWorkBuffer, length * sizeof(SourceChar)) == 0;
+bool define_isSame(const macro_def* macro, std::uint32_t length) {
+  return macro->body != nullptr && macro->body_length == length &&
+         std::memcmp(macro->body, gWorkBuffer, length * sizeof(SourceChar)) == 0;
+}
+
+static void finish(macro_def* macro, bool redefined, std::uint32_t length, std::int32_t nargs) {
+  const bool same = redefined && define_isSame(macro, length);
   if (!same || macro->nargs != nargs) macro_setBody(macro, gWorkBuffer, length, nargs);
   if (gReportHandle != nullptr) macro_traceEntry(macro);
   if (redefined && !same) report_redefinition(macro);
 }
 
 void do_define() {
-  if (define_inPlace()) return;
   SourceChar c = skip_ws();
   if (char_class(c) != CC_LETTER) {
     alert(112u);
@@ -246,7 +248,7 @@ void do_define() {
   if (complete) {
     if (char_class(c) == CC_SPACE) c = skip_ws();
     encode_body(c, own, &list);
-    define_finish(macro, redefined, sc_length(gWorkBuffer), list.count);
+    finish(macro, redefined, sc_length(gWorkBuffer), list.count);
   } else {
     macro_setBody(macro, nullptr, 0, macro->nargs);
   }
@@ -254,7 +256,6 @@ void do_define() {
 }
 
 void do_undef() {
-  if (undef_inPlace()) return;
   const SourceChar c = skip_ws();
   if (char_class(c) != CC_LETTER) {
     alert(114u);

@@ -11,9 +11,8 @@ void work_put(SourceChar c);
 // Appends to gMacroArea; CH_MACRO_END is dropped. Raises fatal 149.
 void area_put(SourceChar c);
 
-// The end of a definition, on both roads: `macro` gets the `length` units of gWorkBuffer for a body. `redefined`: it is
-// no new entry. Raises 111, 296.
-void define_finish(macro_def* macro, bool redefined, std::uint32_t length, std::int32_t nargs);
+// Is the body of `macro` equal to the `length` units in gWorkBuffer?
+bool define_isSame(const macro_def* macro, std::uint32_t length);
 
 // The new entry that a `#define` in the current line has made knows where it stands.
 void define_notePlace(macro_def* macro);

@@ -2,10 +2,11 @@
 #ifndef PREPROCESSOR_DEFINELINES_H
 #define PREPROCESSOR_DEFINELINES_H
 
-// The rest of a `#define` or `#undef` line, from behind the word up to its newline. False, with nothing done: the line
-// holds something that has an effect of its own or needs a message, and the ordinary road is to read it. Raises 111,
-// 296.
-bool define_inPlace();
-bool undef_inPlace();
+#include "preprocessor/conditionals.h"
+
+// The line of a file from behind the directive's word on. PLACE_ORDINARY: it holds something that has an effect of its
+// own, or is to be reported. Raise 296.
+place_end do_defineInPlace(const unsigned char* at, bool expand);
+place_end do_undefInPlace(const unsigned char* at, bool expand);
 
 #endif

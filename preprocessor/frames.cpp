@@ -13,6 +13,7 @@
 static SourceChar gEmptyText[1];
 static input_frame* gFreeFrames;  // linked by `parent`
 static std::uint64_t gFrameSerial;
+std::uint32_t gFileFrames;
 
 // --- Pushing ---
 
@@ -46,7 +47,6 @@ input_frame* in_pushFrame(std::uint32_t capacity) {
   frame->line_name = nullptr;
   frame->arg_of = nullptr;
   frame->at_end = false;
-  frame->owned_name = nullptr;
   frame->furthest = nullptr;
   frame->stuck = 0;
   frame->serial = ++gFrameSerial;
@@ -56,7 +56,6 @@ input_frame* in_pushFrame(std::uint32_t capacity) {
 }
 
 static void release_frame(input_frame* frame) {
-  std::free(frame->owned_name);
   std::free(frame->line_name);
   frame->parent = gFreeFrames;
   gFreeFrames = frame;
@@ -67,14 +66,12 @@ void in_releaseMain() {
   gMainFrame = nullptr;
 }
 
-void in_pushFile(int fd, const struct stat& status, const char* name) {
-  SourceChar wide[FILE_NAME_MAX + 1];
-  wide[FILE_NAME_MAX] = 0;
-  sc_fromNarrowN(wide, name, FILE_NAME_MAX);
+void in_pushFile(line_source* stream, const SourceChar* name) {
   input_frame* frame = in_pushFrame(0);
-  frame->name = frame->owned_name = sc_dup(wide);
-  frame->stream = source_open(fd, status);
-  frame->file_pos = frame->stream->line;
+  frame->name = name;
+  frame->stream = stream;
+  frame->file_pos = stream->line;
+  gFileFrames++;
   gLine = 1;
   gLineStale = true;
 }

@@ -31,7 +31,6 @@ struct input_frame {
   bool args_have_slash;        // a comment may end in one of `args`
   bool depth_due;              // `carried` or the parent's `pending_depth` is not 0
   SourceChar* text_start;      // first cell of the text; in `buffer`, or lent by its owner
-  SourceChar* owned_name;      // `name` if the frame owns it
   const void* furthest;        // for in_isStuck
   std::uint32_t stuck;
   std::uint64_t serial;  // no two frames of a run have the same
@@ -59,9 +58,10 @@ inline const SourceChar* in_shownName(const input_frame* frame) {
 // Pushes an empty frame whose buffer has room for `capacity` units. Raises 296.
 input_frame* in_pushFrame(std::uint32_t capacity);
 
-// Pushes a file frame on the open descriptor `fd`, which it owns, under a copy of `name`. `status` is
-// what the system tells of the file.
-void in_pushFile(int fd, const struct stat& status, const char* name);
+// Pushes a file frame that reads `stream`, which it owns. `name` is lent for good.
+void in_pushFile(line_source* stream, const SourceChar* name);
+
+extern std::uint32_t gFileFrames;  // how many there are
 
 // Pushes a copy of `text` (0-terminated) as the next input.
 void in_pushText(const SourceChar* text);

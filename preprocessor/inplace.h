@@ -6,6 +6,16 @@
 #define PREPROCESSOR_INPLACE_H
 
 #include "preprocessor/grammar.h"
+#include "preprocessor/reader.h"
+#include "preprocessor/roads.h"
+
+// The current frame if its line may be looked at from `file_pos` on; nothing is read until that is moved. nullptr: the
+// ordinary road.
+inline input_frame* place_frame() {
+  input_frame* frame = gCurrentFrame;
+  const bool usual = roads_open() && frame != nullptr && in_isFile(frame) && !frame->depth_due && !gPresetLast;
+  return usual ? frame : nullptr;
+}
 
 // The first byte from `at` on that is neither white space nor in a comment; nullptr at a comment that goes on in the
 // next line or about which there is something to say.
@@ -30,6 +40,17 @@ template <class Unit>
 const Unit* place_wordEnd(const Unit* at) {
   while (char_isWord(*at)) at++;
   return at;
+}
+
+struct name_inLine {
+  const unsigned char* start;
+  std::uint32_t length;  // 0: none begins there, or one that would be cut
+};
+
+inline name_inLine name_at(const unsigned char* at) {
+  if (char_class(*at) != CC_LETTER) return {at, 0};
+  const auto length = static_cast<std::uint32_t>(place_wordEnd(at) - at);
+  return {at, length <= gIdentifierMax ? length : 0};
 }
 
 #endif

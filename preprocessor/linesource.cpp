@@ -28,28 +28,36 @@ static void set_emptyLine(line_source* source) {
   source->block[0] = source->covered = 0;
 }
 
-line_source* source_open(int fd, const struct stat& status) {
+// With a block of at least `wanted` bytes.
+static line_source* new_source(std::uint32_t wanted) {
   line_source* source = gRecycledSources;
   if (source != nullptr) {
     gRecycledSources = source->recycled;
   } else {
     source = mem_array<line_source>(1);
   }
-  const std::uint32_t wanted = block_bytes(status);
   if (source->capacity < wanted) {
     std::free(source->block);
     source->block = static_cast<unsigned char*>(mem_allocRaw(wanted + SOURCE_SLACK));
     source->capacity = wanted;
   }
-  source->fd = fd;
+  source->fd = -1;
   source->error = 0;
+  source->expected = 0;
   source->at_eof = source->has_nul = false;
   set_emptyLine(source);
   return source;
 }
 
+line_source* source_open(int fd, const struct stat& status) {
+  line_source* source = new_source(block_bytes(status));
+  source->fd = fd;
+  if (S_ISREG(status.st_mode)) source->expected = static_cast<std::uint64_t>(status.st_size);
+  return source;
+}
+
 void source_close(line_source* source) {
-  close(source->fd);
+  if (source->fd >= 0) close(source->fd);
   source->recycled = gRecycledSources;
   gRecycledSources = source;
 }
@@ -65,6 +73,21 @@ static void survey(line_source* source) {
     line = static_cast<unsigned char*>(newline) + 1;
   }
   source->clean = line;
+}
+
+// `got` bytes lie behind `limit`.
+static void take_bytes(line_source* source, std::size_t got) {
+  source->has_nul = std::memchr(source->block, 0, static_cast<std::size_t>(source->limit - source->block) + got) != nullptr;
+  source->limit += got;
+  survey(source);
+}
+
+// A regular file whose size has been read is at its end, without one more read to tell. One that has grown meanwhile
+// gives more than that in one of its reads, as a rule; then it is read to where the system says that it ends.
+static void count_expected(line_source* source, std::uint64_t got) {
+  if (source->expected == 0) return;
+  source->at_eof = source->expected == got;
+  source->expected = source->expected > got ? source->expected - got : 0;
 }
 
 // Moves what is left to the start of the block and reads behind it.
@@ -83,9 +106,23 @@ static void fill(line_source* source) {
     if (got < 0) source->error = errno;
     return;
   }
-  source->limit += got;
-  source->has_nul = std::memchr(source->block, 0, kept + static_cast<std::size_t>(got)) != nullptr;
-  survey(source);
+  count_expected(source, static_cast<std::uint64_t>(got));
+  take_bytes(source, static_cast<std::size_t>(got));
+}
+
+line_source* source_openText(const unsigned char* text, std::uint32_t length) {
+  line_source* source = new_source(length + 1 < SMALLEST_BLOCK ? SMALLEST_BLOCK : length + 1);
+  std::memcpy(source->block, text, length);
+  source->at_eof = true;
+  take_bytes(source, length);
+  source_closeAt(source, source->next);
+  return source;
+}
+
+void source_readAhead(line_source* source) {
+  source_openBlock(source);
+  fill(source);
+  source_closeAt(source, source->next);
 }
 
 // Length of the next piece, its newline included if it has one; 0 at the end of the file.

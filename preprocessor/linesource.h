@@ -21,8 +21,9 @@ constexpr std::uint32_t SOURCE_BLOCK_BYTES = 64 * 1024;   // asked of the system
 constexpr std::uint32_t SOURCE_SLACK = 96;                // readable and writable behind every line
 
 struct line_source {
-  int fd;
+  int fd;                   // owned; below 0 if there is none to close
   int error;                // errno of a failed read, 0 if none; a failed read ends the file
+  std::uint64_t expected;   // bytes that are left of a regular file by its size; 0: a read of nothing tells its end
   bool at_eof;              // the system has no more bytes
   bool has_nul;             // the block holds a NUL byte
   unsigned char covered;    // the byte that the terminator of the current line hides
@@ -40,6 +41,12 @@ struct line_source {
 // A source that reads from `fd`, which it owns from now on; `status` is what the system tells of it. No
 // line is current yet: `line` and `line_end` point at an empty line. Raises 296.
 line_source* source_open(int fd, const struct stat& status);
+
+// A source that reads a copy of `length` bytes, without a file: `fd` is below 0. Raises 296.
+line_source* source_openText(const unsigned char* text, std::uint32_t length);
+
+// Reads the first block ahead of its time: of a small regular file that is all of it.
+void source_readAhead(line_source* source);
 
 // Makes the next line current and returns true; false at the end of the file.
 bool source_nextLine(line_source* source);

@@ -75,6 +75,7 @@ static read_step end_fileFrame(reader* r) {
   report_readError(frame);
   source_close(frame->stream);
   frame->stream = nullptr;
+  gFileFrames--;
   if (frame->parent == nullptr) {
     gCurrentFrame = nullptr;  // the record stays for the main loop
     r->unit = 0;
@@ -119,10 +120,14 @@ static read_step read_top(reader* r) {
 
 bool in_hasPreset() { return *(gPresetCursor != nullptr ? gPresetCursor : gPresetText) != 0; }
 
-void in_lineBegun(input_frame* frame) {
-  frame->furthest = nullptr;
+void in_forgetLine() {
   gBackslashRun.serial = 0;
   gAlertEchoed = false;
+}
+
+void in_lineBegun(input_frame* frame) {
+  frame->furthest = nullptr;
+  in_forgetLine();
 }
 
 static bool next_line(input_frame* frame) {

@@ -22,6 +22,9 @@ bool in_hasPreset();      // the next read of the primary source's frame comes f
 // Another line of `frame`, a file frame, is current: what was remembered of the last one is not true any more.
 void in_lineBegun(input_frame* frame);
 
+// The same for the current frame where lines above it have come and gone.
+void in_forgetLine();
+
 // What the look-ahead behind the end of the current text does: ends plain frames, and with `across_macros`
 // macro frames too, until a unit comes, and reads that unit `units` times; it is given back each time.
 void in_lookBelow(bool across_macros, std::int32_t units);

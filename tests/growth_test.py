@@ -24,7 +24,7 @@ CASES = [  # name, n, in.c for n, arguments, or "@" for those of the file `args`
     ("words of one line", 1000, None, "@", E("-U{} ", ALIKE)),
     ("unknown options", 1000, None, "@", IN("--emax=100000\n", "-q\n")),
     ("--include=", 1000, "", "@", IN("-I.\nin.c\n", "--include=e.h\n")),
-    ("-I", 60, "#include <e.h>\n" * 50, "@", E("-Id{}\n", NUMBER), "-I.\nin.c\n"),
+    ("-I", 60, "".join("#include <%se.h>\n" % ("./" * k) for k in range(50)), "@", E("-Id{}\n", NUMBER), "-I.\nin.c\n"),
     ("--disl=", 2000, "", "@", IN("in.c\n", "--disl=5,9999:off\n")),
     ("rows of a catalogue", 2500, "", "--edf=args", E("{} E text %s\n", NUMBER)),
     ("catalogues", 200, "", "@", IN("in.c\n", "--edf=e.h\n--edf=in.c\n")),

@@ -37,7 +37,7 @@ run -dM big.c -; is 'text that -dM throws away' 0 ''
 "$cpp" - <&- >out 2>err; status=$?; is 'no standard input' 1 'Bad file descriptor'
 
 if ! grep -qaE '__(asan|gcov)_' "$cpp"; then  # such programs need more memory to end in order
-  awk 'BEGIN { while (i < 99999) print "#define macro_" i++ }' >many.c
+  awk 'BEGIN { while (i < 199999) print "#define macro_" i++ }' >many.c
   (ulimit -v 12000; "$cpp" -E1 many.c) >out 2>err; status=$?; is 'no memory' 1 '^many.c: [0-9]*: (296) out of memory (error)$'
   cp "$cpp" alone; truncate -s 40M en_msgs.txt  # a catalogue that doesn't fit
   (ulimit -v 12000; ./alone x.c o.i) >out 2>err; status=$?; is 'no memory for the catalogue' 1 '^(296) out of memory$'

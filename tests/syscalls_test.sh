@@ -28,6 +28,28 @@ END
 # what opening, telling apart, reading and writing a source, a header and an output costs
 printf '#include "x.c"\n' >i.c; echo old >o.i
 strace -o calls -e 'trace=openat,/stat,dup2,ftruncate,read,write,close' bin/cpp i.c o.i
-is 'calls for three files' 'openat dup2 close openat stat stat truncate read openat stat read read close read close write close' \
+is 'calls for three files' 'openat dup2 close openat stat stat truncate read openat stat read close close write close' \
   "$(sed -n '/"o.i"/,/^+/s/^\(new\)\{0,1\}f\{0,1\}\([a-z0-9]*\)[(].*/\2/p' calls | sed 's/^statat/stat/' | tr '\n' ' ' | sed 's/ $//')"
+
+# a header that includes itself ends at the limit of open files, whether what it holds is kept or too long for that
+for limit in 30 60 120; do
+  for lines in 1 20000; do
+    { echo x; yes '' | head -n $lines; echo '#include "r.h"'; } >r.h; echo '#include "r.h"' >in.c
+    (ulimit -n $limit; exec "$cpp" in.c) 2>err | grep -c x >depth$lines
+    grep -q 'Too many open files' err || { failed=1; echo "$limit open files: no message"; }
+  done
+  is "depth of includes within $limit open files" "$(cat depth20000)" "$(cat depth1)"
+done
+
+# a header that goes, is cut or is replaced between two includes may be seen as it was; reading ends in order
+mkfifo fifo; printf '#include "h.h"\n#include "fifo"\n#include "h.h"\nend\n' >in.c
+for change in 'rm h.h' ': >h.h' 'echo new >n; mv n h.h' 'echo appended >>h.h'; do
+  echo old >h.h; "$cpp" in.c >out 2>&1 & { eval "$change"; echo between; } >fifo; wait $!
+  is "$change: status" 0 $?; is "$change" 'old between old end' "$(grep '^[a-z]' out | tr '\n' ' ' | sed 's/ $//')"
+done
+
+# a guarded header costs nothing from its third include on, a name found once no search
+mkdir sub; printf '#ifndef G\n#define G\n#endif\n' >sub/g.h; for i in 1 2 3 4 5; do echo '#include "g.h"'; done >in.c
+strace -o calls -e trace=openat,read bin/cpp -Inone -Isub in.c >out
+is 'calls for five includes' 'in.c read g.h none/g.h sub/g.h read' "$(sed -n '/"in.c"/,$p' calls | sed 's/read.*/read/; s/[^"]*"\([^"]*\).*/\1/' | grep -v '^+' | tr '\n' ' ' | sed 's/ $//')"
 exit $failed
