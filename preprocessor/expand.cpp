@@ -187,8 +187,9 @@ static void take_plainRun(collector* at) {
   }
 }
 
-// In argument text and pushed text calls are carried out while they are collected. Returns the unit
-// that is left; an identifier that is no call has been stored.
+// In argument text and pushed text calls are carried out while they are collected, and names are pasted. True: an
+// identifier that is no call has been stored, and `*unit` is the one behind it. False: `*unit` is no letter's, and the
+// caller has to store it.
 static bool expand_plainText(SourceChar* unit, collector* at) {
   SourceChar c = *unit;
   for (;;) {

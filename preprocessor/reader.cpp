@@ -267,6 +267,10 @@ static bool is_loneBelow(const input_frame* frame) {
   return *below->text_pos != '*' && *below->text_pos != '/' && (*below->text_pos != 0 || below->macro != nullptr);
 }
 
+// The unit behind the slash is read to see whether a comment opens, and given back if not. A parameter there must not
+// be opened by that: its frame would stay, with the marker gone, and the step back would land in the argument. So with
+// `#define D(x) 1/x`, in `D(*p)`, the marker is read as a unit, given back, and opened at the next read; the slash has
+// been delivered by then, and no comment comes of the two.
 static read_step read_slash(reader* r) {
   if (is_loneBelow(r->frame)) return DELIVER;
   const std::uint64_t serial = r->frame->serial;
