@@ -245,7 +245,7 @@ static const text_byte* end_ofNumber(const text_byte* p, tail_kind* last) {
 // given up.
 static const text_byte* end_ofToken(walker* w, const text_byte* p, token_row* row) {
   switch (kind_at(p)) {
-    case KIND_BLANK: return p != row->start && is_token(p + 1) ? p + 1 : p;
+    case KIND_BLANK: return *p == ' ' && p != row->start && is_token(p + 1) ? p + 1 : p;
     case KIND_LETTER: return end_ofWord(p, row);
     case KIND_DIGIT:
     case KIND_DOT: return end_ofNumber(p, &row->last);
@@ -328,7 +328,7 @@ static void begin(input_frame* frame) {
   out_reserve(ROOM);
   gWhole.frame = frame;
   gWhole.out = gOutPos;
-  gWhole.out_limit = gOutBuffer + OUT_BUFFER_BYTES - 2 * COPY_STEP;
+  gWhole.out_limit = gOutBuffer + (OUT_BUFFER_BYTES - 2 * COPY_STEP);
   gWhole.fill = gWholeStore;
   gWhole.kept = gWholeKept;
   gWhole.named = nullptr;

@@ -27,7 +27,7 @@ static bool build_put(const text_byte* from, std::size_t length, const text_byte
 }
 
 static bool build_string(const whole_argument* argument, const text_byte* start) {
-  if (static_cast<std::size_t>(gWhole.kept - start) + 2 * argument->length > BUILT_MAX) return false;
+  if (static_cast<std::size_t>(gWhole.kept - start) + std::size_t{2} * argument->length > BUILT_MAX) return false;
   text_byte* to = gWhole.kept;
   *to++ = '"';
   for (const text_byte* p = argument->text; *p != CODE_END; p++) {
@@ -49,7 +49,7 @@ static bool build_operand(body_code code, const whole_argument* argument, const 
 // The body with the operands of its operators put in.
 static const text_byte* build_text(const coded_body* body, const whole_argument* args) {
   const text_byte* start = gWhole.kept;
-  if (!kept_hasRoom(2 * BUILT_MAX)) return nullptr;
+  if (!kept_hasRoom(std::size_t{2} * BUILT_MAX)) return nullptr;
   for (const text_byte* p = coded_text(body);;) {
     const text_byte* from = p;
     while (*p > CODE_RAW_RIGHT || *p == CODE_PARAM) p += *p == CODE_PARAM ? 2 : 1;

@@ -24,8 +24,8 @@
 using text_byte = unsigned char;
 
 constexpr std::uint32_t WHOLE_EXPANSIONS_MAX = MACRO_DEPTH_MAX - 50;
-constexpr std::uint32_t WHOLE_STORE_BYTES = 60 * 1024;  // of arguments in the making
-constexpr std::uint32_t COPY_STEP = 16;                 // bytes copied at a time, for which all texts have room
+constexpr std::size_t WHOLE_STORE_BYTES = std::size_t{60} * 1024;  // of arguments in the making
+constexpr std::size_t COPY_STEP = 16;  // bytes copied at a time, for which all texts have room
 static_assert(WHOLE_STORE_BYTES < MACRO_AREA_UNITS && COPY_STEP <= CODED_SLACK);
 
 // --- Bytes ---
@@ -53,7 +53,7 @@ struct kind_table {
   byte_kind of[256];
 };
 
-constexpr byte_kind kind_of(int c) {
+constexpr byte_kind kind_of(unsigned char c) {
   switch (c) {
     case CODE_END: return KIND_END;
     case CODE_NO_EXPAND: return KIND_NO_EXPAND;
@@ -61,9 +61,14 @@ constexpr byte_kind kind_of(int c) {
     case CODE_PARAM: return KIND_PARAM;
     case '\n': return KIND_NEWLINE;
     case ',': return KIND_COMMA;
+    case CODE_STRING:
+    case CODE_RAW:
+    case CODE_RAW_RIGHT:
+    case '\v':
+    case '\f':
+    case '\r': return KIND_STOP;
     default: break;
   }
-  if (c < CODES || c == '\v' || c == '\f' || c == '\r') return KIND_STOP;
   switch (char_classTable.of[c]) {
     case CC_LETTER: return KIND_LETTER;
     case CC_DIGIT: return KIND_DIGIT;
@@ -80,7 +85,7 @@ constexpr byte_kind kind_of(int c) {
 
 constexpr kind_table make_kinds() {
   kind_table table{};
-  for (int c = 0; c < 256; c++) table.of[c] = kind_of(c);
+  for (int c = 0; c < 256; c++) table.of[c] = kind_of(static_cast<unsigned char>(c));
   return table;
 }
 inline constexpr kind_table kKinds = make_kinds();
@@ -170,7 +175,7 @@ struct whole_state {
 };
 extern whole_state gWhole;
 extern text_byte gWholeStore[WHOLE_STORE_BYTES + 2 * COPY_STEP];
-constexpr std::uint32_t WHOLE_KEPT_BYTES = 4 * WHOLE_STORE_BYTES;
+constexpr std::size_t WHOLE_KEPT_BYTES = 4 * WHOLE_STORE_BYTES;
 extern text_byte gWholeKept[WHOLE_KEPT_BYTES + 2 * COPY_STEP];
 
 inline bool kept_hasRoom(std::size_t bytes) {
