@@ -1,8 +1,8 @@
 // `#define` and `#undef` lines, read where they lie.
 //
-// One pass over the bytes of the line encodes the body as define.cpp does. At a continuation, a trigraph, a comment that
-// goes on in the next line, at whatever needs a message the pass ends: nothing has happened yet, and the ordinary road
-// reads the line.
+// One pass over the bytes of the line encodes the body as define.cpp does. At a continuation, a trigraph, a comment
+// that goes on in the next line, at whatever needs a message the pass ends: nothing has happened yet, and the ordinary
+// road reads the line.
 #include "preprocessor/definelines.h"
 
 #include <cstring>

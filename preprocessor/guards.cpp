@@ -149,7 +149,8 @@ bool guard_passOver(const include_content* content) {
   const include_guard* guard = &content->guard;
   const input_frame* frame = place_frame();
   if (guard->name == nullptr || frame == nullptr || frame->pending_depth != 0 || gInAsm) return false;
-  if (gIfTop + guard->nesting >= gIfStack + IF_STACK_ENTRIES || !includes_mayStayShut() || !is_visible(guard)) return false;
+  if (gIfTop + guard->nesting >= gIfStack + IF_STACK_ENTRIES || !includes_mayStayShut() || !is_visible(guard))
+    return false;
   gPassedLines = guard->lines;
   gLineStale = true;
   in_forgetLine();

@@ -18,8 +18,8 @@
 #include "preprocessor/frames.h"
 #include "preprocessor/includes.h"
 
-// True if including a file with that `content` here would have no effect but that of a guard; it has been done then, but for the lines, which
-// guard_takeLines gives.
+// True if including a file with that `content` here would have no effect but that of a guard; it has been done then,
+// but for the lines, which guard_takeLines gives.
 bool guard_passOver(const include_content* content);
 std::int32_t guard_takeLines();
 
@@ -30,8 +30,8 @@ void guard_watch(include_content* content);
 extern std::uint64_t gGuardWatched;  // serial of the watched frame
 inline bool guard_watches(const input_frame* frame) { return frame != nullptr && frame->serial == gGuardWatched; }
 
-// Called for the watched frame: where its next line begins, with the lines that are without output; and for each control
-// line in kept text, with gLine its line, and `at` behind its `#` if the line is looked at as bytes.
+// Called for the watched frame: where its next line begins, with the lines that are without output; and for each
+// control line in kept text, with gLine its line, and `at` behind its `#` if the line is looked at as bytes.
 void guard_atLine(std::int32_t pending);
 void guard_atDirective(const unsigned char* at);
 

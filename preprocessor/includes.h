@@ -17,7 +17,7 @@ struct line_source;
 
 // An #ifndef around a whole file (guards.h).
 struct include_guard {
-  char* name;             // owned, with eight 0 behind it; absent as long as none has been observed
+  char* name;  // owned, with eight 0 behind it; absent as long as none has been observed
   std::uint32_t length;
   std::uint32_t nesting;  // conditionals that a reading opens, one in the other
   std::int32_t lines;     // without output that a reading adds

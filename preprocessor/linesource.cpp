@@ -77,7 +77,8 @@ static void survey(line_source* source) {
 
 // `got` bytes lie behind `limit`.
 static void take_bytes(line_source* source, std::size_t got) {
-  source->has_nul = std::memchr(source->block, 0, static_cast<std::size_t>(source->limit - source->block) + got) != nullptr;
+  source->has_nul =
+      std::memchr(source->block, 0, static_cast<std::size_t>(source->limit - source->block) + got) != nullptr;
   source->limit += got;
   survey(source);
 }
