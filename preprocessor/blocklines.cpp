@@ -4,6 +4,9 @@
 // one blank, at a newline, and at the few bytes of text_masks.stop. What lies between is passed without being
 // read. `from` is the first byte that has not been written yet: a run goes to the output when something in it
 // has to be written differently.
+//
+// It is one room because all of it walks one cursor over one opened block: whoever stops it anywhere has to close the
+// block there, with the line, the depth and the owed white space as the ordinary road would have them.
 #include "preprocessor/blocklines.h"
 
 #include <cstring>

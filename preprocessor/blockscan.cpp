@@ -8,7 +8,7 @@
 
 #if defined(__SSE2__) && !defined(CPP_PORTABLE)
 #include <immintrin.h>
-#if __has_include(<sys/platform/x86.h>)
+#if __has_include(<sys/platform/x86.h>) && !defined(__clang__)  // it is C for another compiler than gcc
 #include <sys/platform/x86.h>
 #endif
 #endif
@@ -297,7 +297,8 @@ AVX2 static unsigned char* line_avx2(unsigned char* at) {
 
 constexpr block_functions kAvx2 = {text_avx2, comment_avx2, skipped_avx2, literal_avx2, line_avx2};
 
-// The C library has asked the processor already; where it does not tell, 16 bytes at a time will do.
+// The C library has asked the processor already, which takes long on a virtual machine; where it does not tell, 16
+// bytes at a time will do.
 block_way block_widest() {
 #ifdef CPU_FEATURE_ACTIVE
   return CPU_FEATURE_ACTIVE(AVX2) ? BLOCK_AVX2 : BLOCK_SSE2;
