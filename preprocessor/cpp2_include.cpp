@@ -88,14 +88,35 @@ static void push(include_file* file, line_source* source) {
   if (in_file) guard_watch(file->content);
 }
 
+static bool may_readText(const include_content* content) {
+  return content->text != nullptr && includes_mayStayShut() && !includes_isOurs(content);
+}
+
+// In a dependency run no guard is watched for, and few files have a third path.
+static void push_text(include_file* file) {
+  include_content* content = file->content;
+  push(file, source_openText(content->text, content->length));
+  if (gDepMode != DEP_NONE) includes_dropText(content);
+}
+
 // Without opening the file; false if that can't be.
 static bool enter_known(include_file* file) {
-  const include_content* content = file->content;
   if (!file->as_written) return false;
-  if (guard_passOver(content)) return true;
-  if (content->text == nullptr || !includes_mayStayShut() || includes_isOurs(content)) return false;
-  push(file, source_openText(content->text, content->length));
+  if (guard_passOver(file->content)) return true;
+  if (!may_readText(file->content)) return false;
+  push_text(file);
   return true;
+}
+
+// The same under another path, for the first time: the file that was opened under that of `twin`. nullptr if that can't
+// be.
+static include_file* enter_twin(const char* path, const include_file* twin) {
+  const bool pass = guard_passOver(twin->content);
+  if (!pass && !may_readText(twin->content)) return nullptr;
+  include_file* file = includes_add(path, twin->content, true);
+  if (gShowIncludes) show_include(path);
+  if (!pass) push_text(file);
+  return file;
 }
 
 // The file has been opened.
@@ -105,7 +126,7 @@ static void enter(include_file* file, int fd, const struct stat& status) {
     return;
   }
   line_source* source = source_open(fd, status);
-  if (file->content->readings == 0 && roads_open() && gDepMode == DEP_NONE) {
+  if (file->content->readings == 0 && roads_open()) {
     source_readAhead(source);
     includes_keepText(file->content, source);
   }
@@ -126,7 +147,7 @@ static include_file* open_file(const char* path, include_file* file) {
   if (!as_written) alert(164u, path);
   if (gShowIncludes) show_include(path);
   if (!as_written && !osdep_canRead(path)) alert(165u, path);
-  if (file == nullptr) file = includes_add(path, status, as_written);
+  if (file == nullptr) file = includes_add(path, includes_content(status), as_written);
   enter(file, fd, status);
   return file;
 }
@@ -135,8 +156,10 @@ static include_file* open_file(const char* path, include_file* file) {
 
 static include_file* try_path(const char* path) {
   include_file* file = includes_find(path);
-  if (file != nullptr && (gDepMode != DEP_NONE || enter_known(file))) return file;
-  return open_file(path, file);
+  if (file != nullptr) return gDepMode != DEP_NONE || enter_known(file) ? file : open_file(path, file);
+  const include_file* twin = includes_findTwin(path);
+  if (twin != nullptr) file = enter_twin(path, twin);
+  return file != nullptr ? file : open_file(path, nullptr);
 }
 
 struct include_path {

@@ -112,14 +112,13 @@ static bool is_oneGroup() {
 }
 
 static void learn(std::int32_t lines) {
-  include_guard* guard = &gWatch.content->guard;
-  std::free(guard->name);
-  guard->name = mem_array<char>(gWatch.length + NAME_WORD);
-  std::memcpy(guard->name, gWatch.name, gWatch.length);
-  guard->length = gWatch.length;
-  guard->nesting = count_used();
-  guard->lines = lines;
-  includes_dropText(gWatch.content);
+  include_content* content = gWatch.content;
+  std::free(content->guard);
+  const auto bytes = static_cast<std::uint32_t>(sizeof(include_guard)) + gWatch.length + NAME_WORD;
+  content->guard = static_cast<include_guard*>(mem_alloc(bytes));
+  *content->guard = {gWatch.length, count_used(), lines};
+  std::memcpy(guard_name(content->guard), gWatch.name, gWatch.length);
+  includes_dropText(content);
 }
 
 void guard_atLine(std::int32_t pending) {
@@ -140,15 +139,15 @@ void guard_atLine(std::int32_t pending) {
 
 // --- Passing over ---
 
-static bool is_visible(const include_guard* guard) {
-  const macro_def* macro = macro_find(reinterpret_cast<const unsigned char*>(guard->name), guard->length);
+static bool is_visible(include_guard* guard) {
+  const macro_def* macro = macro_find(reinterpret_cast<const unsigned char*>(guard_name(guard)), guard->length);
   return macro != nullptr && macro->disable == 0;
 }
 
 bool guard_passOver(const include_content* content) {
-  const include_guard* guard = &content->guard;
+  include_guard* guard = content->guard;
   const input_frame* frame = place_frame();
-  if (guard->name == nullptr || frame == nullptr || frame->pending_depth != 0 || gInAsm) return false;
+  if (guard == nullptr || frame == nullptr || frame->pending_depth != 0 || gInAsm) return false;
   if (gIfTop + guard->nesting >= gIfStack + IF_STACK_ENTRIES || !includes_mayStayShut() || !is_visible(guard))
     return false;
   gPassedLines = guard->lines;

@@ -15,46 +15,45 @@
 #include "preprocessor/frames.h"
 #include "preprocessor/state.h"
 
-// --- Tables: open addressing, at most half full ---
+// --- Tables: open addressing, at most three quarters full ---
 
-struct include_slot {
-  std::uint64_t hash;
-  void* entry;  // nullptr: free
-};
-
+// Each entry begins with its hash.
 struct include_table {
-  include_slot* slots;
-  std::uint32_t mask;  // slots less 1
+  std::uint32_t** slots;  // nullptr in a slot: free
+  std::uint32_t mask;     // slots less 1
   std::uint32_t count;
 };
 
-static include_slot* slot_from(const include_table* table, std::uint64_t hash) {
-  return &table->slots[static_cast<std::uint32_t>(hash) & table->mask];
+static void put(include_table* table, std::uint32_t* entry) {
+  std::uint32_t i = *entry & table->mask;
+  while (table->slots[i] != nullptr) i = (i + 1) & table->mask;
+  table->slots[i] = entry;
 }
 
-static include_slot* slot_behind(const include_table* table, include_slot* slot) {
-  return slot == table->slots + table->mask ? table->slots : slot + 1;
-}
-
-static void put(include_table* table, std::uint64_t hash, void* entry) {
-  include_slot* slot = slot_from(table, hash);
-  while (slot->entry != nullptr) slot = slot_behind(table, slot);
-  *slot = {hash, entry};
-}
-
-static void insert(include_table* table, std::uint64_t hash, void* entry) {
+static void insert(include_table* table, std::uint32_t* entry) {
   constexpr std::uint32_t START = 64;
-  if (table->slots == nullptr || table->count > table->mask / 2) {
+  if (table->slots == nullptr || table->count > table->mask / 4 * 3) {
     const include_table old = *table;
     const std::uint32_t size = old.slots == nullptr ? START : 2 * (old.mask + 1);
-    *table = {mem_array<include_slot>(size), size - 1, old.count};
+    *table = {mem_array<std::uint32_t*>(size), size - 1, old.count};
     for (std::uint32_t i = 0; old.slots != nullptr && i <= old.mask; i++) {
-      if (old.slots[i].entry != nullptr) put(table, old.slots[i].hash, old.slots[i].entry);
+      if (old.slots[i] != nullptr) put(table, old.slots[i]);
     }
     std::free(old.slots);
   }
   table->count++;
-  put(table, hash, entry);
+  put(table, entry);
+}
+
+// The first entry of that hash for which `fits` is true, or nullptr.
+template <class Entry, class Fits>
+static Entry* find(const include_table* table, std::uint32_t hash, Fits fits) {
+  if (table->slots == nullptr) return nullptr;
+  for (std::uint32_t i = hash & table->mask; table->slots[i] != nullptr; i = (i + 1) & table->mask) {
+    auto* entry = reinterpret_cast<Entry*>(table->slots[i]);
+    if (entry->hash == hash && fits(entry)) return entry;
+  }
+  return nullptr;
 }
 
 static std::uint64_t mix(std::uint64_t hash, std::uint64_t word) {
@@ -63,7 +62,7 @@ static std::uint64_t mix(std::uint64_t hash, std::uint64_t word) {
   return hash ^ hash >> 32;
 }
 
-static std::uint64_t hash_bytes(const char* bytes, std::size_t length, std::uint64_t hash) {
+static std::uint32_t hash_bytes(const char* bytes, std::size_t length, std::uint64_t hash) {
   std::uint64_t word = 0;
   for (; length >= sizeof word; length -= sizeof word, bytes += sizeof word) {
     std::memcpy(&word, bytes, sizeof word);
@@ -71,65 +70,89 @@ static std::uint64_t hash_bytes(const char* bytes, std::size_t length, std::uint
   }
   word = length;
   for (; length > 0; length--) word = word << 8 | static_cast<unsigned char>(*bytes++);
-  return mix(hash, word);
+  return static_cast<std::uint32_t>(mix(hash, word));
 }
 
 // --- Files ---
 
-static include_table gFiles;
+static include_table gFiles;  // by what follows `./`
+
+static const char* behind_dots(const char* path) {
+  while (path[0] == '.' && path[1] == '/' && path[2] != '/' && path[2] != 0) path += 2;
+  return path;
+}
+
+static std::uint32_t hash_path(const char* path) {
+  path = behind_dots(path);
+  return hash_bytes(path, std::strlen(path), 0);
+}
 
 include_file* includes_find(const char* path) {
-  if (gFiles.slots == nullptr) return nullptr;
-  const std::uint64_t hash = hash_bytes(path, std::strlen(path), 0);
-  for (include_slot* slot = slot_from(&gFiles, hash); slot->entry != nullptr; slot = slot_behind(&gFiles, slot)) {
-    auto* file = static_cast<include_file*>(slot->entry);
-    if (slot->hash == hash && std::strcmp(file->path, path) == 0) return file;
-  }
-  return nullptr;
+  return find<include_file>(&gFiles, hash_path(path),
+                            [path](const include_file* file) { return std::strcmp(file->path, path) == 0; });
 }
+
+include_file* includes_findTwin(const char* path) {
+  path = behind_dots(path);
+  return find<include_file>(&gFiles, hash_path(path), [path](const include_file* file) {
+    return file->as_written && std::strcmp(behind_dots(file->path), path) == 0;
+  });
+}
+
+// In one piece with its path in both forms.
+include_file* includes_add(const char* path, include_content* content, bool as_written) {
+  const auto units = static_cast<std::uint32_t>(std::strlen(path)) + 1;
+  const auto bytes = static_cast<std::uint32_t>(sizeof(include_file) + units * sizeof(SourceChar)) + units;
+  auto* file = static_cast<include_file*>(mem_alloc(bytes));
+  file->hash = hash_path(path);
+  file->as_written = as_written;
+  file->name = sc_fromNarrow(reinterpret_cast<SourceChar*>(file + 1), path);
+  file->path = std::strcpy(reinterpret_cast<char*>(file->name + units), path);
+  file->content = content;
+  insert(&gFiles, &file->hash);
+  hash_insert_func(gDepSeen, to_word(file->path), to_word(file->path));
+  return file;
+}
+
+// --- Contents ---
 
 static include_table gContents;
 
-// Links and other spellings of a path lead to one file. One that has taken another's place is another, even if the
-// system has given it the same number.
-static bool is_same(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-         a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
-         a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
+static std::uint64_t nanoseconds(const struct timespec& time) {
+  constexpr std::uint64_t A_SECOND = 1000000000;
+  return static_cast<std::uint64_t>(time.tv_sec) * A_SECOND + static_cast<std::uint64_t>(time.tv_nsec);
 }
 
-static include_content* content_of(const struct stat& status) {
-  const std::uint64_t hash = mix(status.st_dev, status.st_ino);
-  if (gContents.slots != nullptr && S_ISREG(status.st_mode)) {
-    include_slot* slot = slot_from(&gContents, hash);
-    for (; slot->entry != nullptr; slot = slot_behind(&gContents, slot)) {
-      auto* content = static_cast<include_content*>(slot->entry);
-      if (slot->hash == hash && is_same(content->status, status)) return content;
-    }
-  }
-  auto* content = mem_array<include_content>(1);
-  content->status = status;
-  insert(&gContents, hash, content);
+static bool is_same(const include_content* a, const include_content* b) {
+  return a->inode != 0 && a->device == b->device && a->inode == b->inode && a->size == b->size &&
+         a->modified == b->modified && a->changed == b->changed;
+}
+
+include_content* includes_content(const struct stat& status) {
+  include_content wanted = {};
+  wanted.device = status.st_dev;
+  wanted.inode = S_ISREG(status.st_mode) ? status.st_ino : 0;
+  wanted.size = static_cast<std::uint64_t>(status.st_size);
+  wanted.modified = nanoseconds(status.st_mtim);
+  wanted.changed = nanoseconds(status.st_ctim);
+  wanted.hash = static_cast<std::uint32_t>(mix(wanted.device, wanted.inode));
+  auto* content = find<include_content>(&gContents, wanted.hash,
+                                        [&wanted](const include_content* known) { return is_same(known, &wanted); });
+  if (content != nullptr) return content;
+  content = mem_array<include_content>(1);
+  *content = wanted;
+  insert(&gContents, &content->hash);
   return content;
-}
-
-include_file* includes_add(const char* path, const struct stat& status, bool as_written) {
-  auto* file = mem_array<include_file>(1);
-  const std::size_t length = std::strlen(path);
-  const char* copy = mem_dupText(path, length);
-  file->path = copy;
-  file->name = sc_wideDup(path);
-  file->content = content_of(status);
-  file->as_written = as_written;
-  insert(&gFiles, hash_bytes(path, length, 0), file);
-  hash_insert_func(gDepSeen, to_word(copy), to_word(copy));
-  return file;
 }
 
 // --- Names ---
 
+// `length` bytes, the name, follow.
 struct include_name {
-  include_key key;
+  std::uint32_t hash;
+  std::uint32_t length;
+  std::uint32_t folder_length;
+  const SourceChar* folder;
   include_file* file;
 };
 
@@ -137,34 +160,33 @@ static include_table gNames;
 
 include_key includes_key(const char* name, std::uint32_t length, bool quoted) {
   static std::uint64_t serial;  // of the frame whose folder was worked out last
-  static include_key folder;
+  static const SourceChar* folder;
+  static std::uint32_t folder_length;
+  static std::uint64_t folder_hash;
   if (!quoted) return {name, length, 0, nullptr, hash_bytes(name, length, 1)};
   const input_frame* frame = gCurrentFrame;
   if (serial != frame->serial) {
     serial = frame->serial;
-    folder = {nullptr, 0, 0, frame->name, 0};
-    for (std::uint32_t i = 0; frame->name[i] != 0; i++) {
-      if (frame->name[i] == '/') folder.folder_length = i + 1;
+    folder = frame->name;
+    folder_length = 0;
+    for (std::uint32_t i = 0; folder[i] != 0; i++) {
+      if (folder[i] == '/') folder_length = i + 1;
     }
-    for (std::uint32_t i = 0; i < folder.folder_length; i++) folder.hash = mix(folder.hash, frame->name[i]);
+    folder_hash = 0;
+    for (std::uint32_t i = 0; i < folder_length; i++) folder_hash = mix(folder_hash, folder[i]);
   }
-  return {name, length, folder.folder_length, folder.folder, hash_bytes(name, length, folder.hash)};
+  return {name, length, folder_length, folder, hash_bytes(name, length, folder_hash)};
 }
 
-static bool is_same(const include_key* a, const include_key* b) {
-  if (a->hash != b->hash || a->length != b->length || std::memcmp(a->name, b->name, a->length) != 0) return false;
-  if (a->folder == nullptr || b->folder == nullptr) return a->folder == b->folder;
-  return a->folder_length == b->folder_length &&
-         std::memcmp(a->folder, b->folder, a->folder_length * sizeof(SourceChar)) == 0;
+static bool is_named(const include_name* known, const include_key* key) {
+  if (known->length != key->length || std::memcmp(known + 1, key->name, key->length) != 0) return false;
+  if (known->folder == nullptr || key->folder == nullptr) return known->folder == key->folder;
+  return known->folder_length == key->folder_length &&
+         std::memcmp(known->folder, key->folder, key->folder_length * sizeof(SourceChar)) == 0;
 }
 
 static include_name* find_name(const include_key* key) {
-  if (gNames.slots == nullptr) return nullptr;
-  for (include_slot* slot = slot_from(&gNames, key->hash); slot->entry != nullptr; slot = slot_behind(&gNames, slot)) {
-    auto* known = static_cast<include_name*>(slot->entry);
-    if (is_same(&known->key, key)) return known;
-  }
-  return nullptr;
+  return find<include_name>(&gNames, key->hash, [key](const include_name* known) { return is_named(known, key); });
 }
 
 include_file* includes_recall(const include_key* key) {
@@ -174,15 +196,13 @@ include_file* includes_recall(const include_key* key) {
 
 void includes_remember(const include_key* key, include_file* file) {
   include_name* known = find_name(key);
-  if (known != nullptr) {
-    known->file = file;
-    return;
+  if (known == nullptr) {
+    known = static_cast<include_name*>(mem_alloc(static_cast<std::uint32_t>(sizeof(include_name)) + key->length));
+    *known = {key->hash, key->length, key->folder_length, key->folder, nullptr};
+    std::memcpy(known + 1, key->name, key->length);
+    insert(&gNames, &known->hash);
   }
-  known = mem_array<include_name>(1);
-  known->key = *key;
-  known->key.name = mem_dupText(key->name, key->length);
   known->file = file;
-  insert(&gNames, key->hash, known);
 }
 
 // --- Includes without an open file ---
@@ -218,7 +238,7 @@ void includes_openShut() {
 // --- What small files hold ---
 
 constexpr std::uint32_t TEXT_MAX = 16 * 1024;
-constexpr std::uint32_t ALL_TEXTS_MAX = 1024 * 1024;
+constexpr std::uint32_t ALL_TEXTS_MAX = 128 * 1024;
 static std::uint32_t gAllTexts;  // bytes
 
 // Messages go to standard error, and with it to the file of -E; what else the run writes is asked for by options that
@@ -226,13 +246,13 @@ static std::uint32_t gAllTexts;  // bytes
 bool includes_isOurs(const include_content* content) {
   static struct stat streams[2];
   static bool known;
-  if (gReportHandle != nullptr || gDebugFlags != 0 || !S_ISREG(content->status.st_mode)) return true;
+  if (gReportHandle != nullptr || gDebugFlags != 0 || content->inode == 0) return true;
   for (int i = 0; i < 2 && !known; i++) {
     if (fstat(STDOUT_FILENO + i, &streams[i]) != 0) streams[i] = {};
   }
   known = true;
   for (const struct stat& stream : streams) {
-    if (stream.st_dev == content->status.st_dev && stream.st_ino == content->status.st_ino) return true;
+    if (stream.st_dev == content->device && stream.st_ino == content->inode) return true;
   }
   return false;
 }
@@ -240,7 +260,7 @@ bool includes_isOurs(const include_content* content) {
 void includes_keepText(include_content* content, const line_source* source) {
   const auto length = static_cast<std::uint32_t>(source->limit - source->next);
   if (!source->at_eof || source->error != 0 || length == 0 || length > TEXT_MAX) return;
-  if (!S_ISREG(content->status.st_mode) || content->text != nullptr || gAllTexts + length > ALL_TEXTS_MAX) return;
+  if (content->inode == 0 || content->text != nullptr || gAllTexts + length > ALL_TEXTS_MAX) return;
   content->text = static_cast<unsigned char*>(mem_allocRaw(length));
   content->length = length;
   gAllTexts += length;

@@ -6,42 +6,48 @@
 #ifndef PREPROCESSOR_INCLUDES_H
 #define PREPROCESSOR_INCLUDES_H
 
-#include <sys/stat.h>
-
 #include <cstdint>
 
 #include "preprocessor/sourcechar.h"
 
-struct input_frame;
 struct line_source;
+struct stat;
 
 // An #ifndef around a whole file (guards.h).
 struct include_guard {
-  char* name;  // owned, with eight 0 behind it; absent as long as none has been observed
-  std::uint32_t length;
+  std::uint32_t length;   // of the name, which follows with eight 0 behind it
   std::uint32_t nesting;  // conditionals that a reading opens, one in the other
   std::int32_t lines;     // without output that a reading adds
 };
+inline char* guard_name(include_guard* guard) { return reinterpret_cast<char*>(guard + 1); }
 
-// What paths that lead to the same file have in common.
+// What paths that lead to the same file have in common. Links and other spellings of a path lead to one file; one that
+// has taken another's place is another, even if the system has given it the same number.
 struct include_content {
-  struct stat status;   // of the first opening
-  unsigned char* text;  // owned copy of what it holds, or absent
+  std::uint32_t hash;
+  std::uint32_t readings;                                // begun so far
+  std::uint64_t device, inode, size, modified, changed;  // `inode` is 0 for what is no regular file
+  include_guard* guard;                                  // owned; absent as long as none has been observed
+  unsigned char* text;                                   // owned copy of what it holds, or absent
   std::uint32_t length;
-  std::uint32_t readings;  // begun so far
-  include_guard guard;
 };
 
 struct include_file {
+  std::uint32_t hash;
+  bool as_written;   // it is there under that path, not only under its lower-case form
   const char* path;  // key and value in gDepSeen
   SourceChar* name;  // the same in units: the name of its frames
   include_content* content;
-  bool as_written;  // it is there under that path, not only under its lower-case form
 };
 
-// The file of that path, nullptr if none was opened; and a new one, which is put into gDepSeen too. Raises 296.
+// The file of that path, or nullptr if none was opened; one whose path is the same but for `./` at its beginning, as
+// -I. makes it; and a new one, which is put into gDepSeen too. Raises 296.
 include_file* includes_find(const char* path);
-include_file* includes_add(const char* path, const struct stat& status, bool as_written);
+include_file* includes_findTwin(const char* path);
+include_file* includes_add(const char* path, include_content* content, bool as_written);
+
+// The content of a file that the system tells this of. Raises 296.
+include_content* includes_content(const struct stat& status);
 
 // What the search for a name goes by.
 struct include_key {
@@ -49,7 +55,7 @@ struct include_key {
   std::uint32_t length;
   std::uint32_t folder_length;
   const SourceChar* folder;  // of the file that a quoted name is written in, lent for good; absent for another
-  std::uint64_t hash;
+  std::uint32_t hash;
 };
 
 // The key of `name`, written in the current frame, which is a file's.
